@@ -1,0 +1,34 @@
+#pragma once
+// The short-video report record: what the kernel says about the video
+// downloads it matched, filled from one KORUN_CMD_AWEME_REPORT.
+
+#include "KorunProtocol.h"
+
+#include <cstddef>
+#include <cstdint>
+
+// One matched download (80 bytes).
+struct StallInfoEntry {
+    uint8_t reserved[8];
+    uint64_t loaded_base;  // bytes loaded before the tracked range
+    uint64_t total;        // resource length, 0 when unknown
+    char video[40];        // NUL-terminated video key
+    uint32_t range_start;  // range start bytes, part of the loaded amount
+    uint32_t l_inbytes;    // bytes received for the entry
+    int32_t timescale;
+    int32_t dur;  // duration in timescale units
+};
+static_assert(sizeof(StallInfoEntry) == korun::kStallInfoEntrySize, "stall info entry layout");
+
+struct AwemeReportPara {
+    uint32_t detect_index;  // entry under detection
+    uint32_t cur_index;     // newest entry
+    uint32_t valid_num;
+    uint32_t detect_state;  // 0 stop, 1 new request, other values continuing
+    StallInfoEntry stall_info[korun::kStallInfoEntries];
+    uint32_t update_flag;  // set by the detector: tell the kernel to stop this video
+    uint32_t reserved;
+};
+static_assert(sizeof(AwemeReportPara) == 824, "short-video report layout");
+static_assert(offsetof(AwemeReportPara, stall_info) == 16, "stall info offset");
+static_assert(offsetof(AwemeReportPara, update_flag) == 816, "update flag offset");
