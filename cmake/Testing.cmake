@@ -13,7 +13,9 @@ function(mqqoe_add_gtest name)
     target_link_libraries(${name} PRIVATE kernel_emu)
   endif()
   add_test(NAME gtest.${name} COMMAND ${name})
-  set_tests_properties(gtest.${name} PROPERTIES LABELS "gtest;${T_LABELS}"
+  # The folder names the area, so presets can pick areas by label.
+  get_filename_component(area ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set_tests_properties(gtest.${name} PROPERTIES LABELS "gtest;${area};${T_LABELS}"
     ENVIRONMENT "MQQOE_SHARED_DIR=${MQQOE_SHARED_DIR}")
 endfunction()
 

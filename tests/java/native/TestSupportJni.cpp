@@ -1,0 +1,153 @@
+// JNI steering of the test doubles for the JVM tests and the host simulator:
+// liblog capture, the kernel emulator and the platform stand-ins.
+
+#include <android/log.h>
+#include <jni.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "KernelEmulator.h"
+#include "NetdClientStandIn.h"
+#include "VeltroStandIn.h"
+
+namespace {
+
+std::mutex gLogLock;
+std::vector<std::string> gLogLines;
+
+void recordLog(const __android_logger_data* data, const char* message) {
+    std::lock_guard<std::mutex> guard(gLogLock);
+    gLogLines.push_back(std::to_string(data->priority) + "/" + (data->tag ? data->tag : "") + ": " +
+                        (message ? message : ""));
+}
+
+jobjectArray toStringArray(JNIEnv* env, const std::vector<std::string>& lines) {
+    jclass stringClass = env->FindClass("java/lang/String");
+    jobjectArray array = env->NewObjectArray(static_cast<jsize>(lines.size()), stringClass, nullptr);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        jstring text = env->NewStringUTF(lines[i].c_str());
+        env->SetObjectArrayElement(array, static_cast<jsize>(i), text);
+        env->DeleteLocalRef(text);
+    }
+    return array;
+}
+
+}  // namespace
+
+#define TESTING(cls, name) Java_com_android_server_qesta_testing_##cls##_##name
+
+extern "C" {
+
+JNIEXPORT void JNICALL TESTING(LogCapture, install)(JNIEnv*, jclass) {
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(recordLog);
+}
+
+JNIEXPORT void JNICALL TESTING(LogCapture, clear)(JNIEnv*, jclass) {
+    std::lock_guard<std::mutex> guard(gLogLock);
+    gLogLines.clear();
+}
+
+JNIEXPORT jobjectArray JNICALL TESTING(LogCapture, lines)(JNIEnv* env, jclass) {
+    std::vector<std::string> copy;
+    {
+        std::lock_guard<std::mutex> guard(gLogLock);
+        copy = gLogLines;
+    }
+    return toStringArray(env, copy);
+}
+
+JNIEXPORT void JNICALL TESTING(KernelEmulator, reset)(JNIEnv*, jclass) { kemu::reset(); }
+
+JNIEXPORT jobjectArray JNICALL TESTING(KernelEmulator, sent)(JNIEnv* env, jclass, jint protocol) {
+    auto messages = kemu::sent(protocol);
+    jclass byteArray = env->FindClass("[B");
+    jobjectArray array = env->NewObjectArray(static_cast<jsize>(messages.size()), byteArray, nullptr);
+    for (size_t i = 0; i < messages.size(); ++i) {
+        jbyteArray bytes = env->NewByteArray(static_cast<jsize>(messages[i].size()));
+        env->SetByteArrayRegion(bytes, 0, static_cast<jsize>(messages[i].size()),
+                                reinterpret_cast<const jbyte*>(messages[i].data()));
+        env->SetObjectArrayElement(array, static_cast<jsize>(i), bytes);
+        env->DeleteLocalRef(bytes);
+    }
+    return array;
+}
+
+JNIEXPORT jboolean JNICALL TESTING(KernelEmulator, waitForSent)(JNIEnv*, jclass, jint protocol, jint count,
+                                                               jint timeoutMs) {
+    return kemu::waitForSent(protocol, static_cast<size_t>(count), std::chrono::milliseconds(timeoutMs));
+}
+
+JNIEXPORT jint JNICALL TESTING(KernelEmulator, openSockets)(JNIEnv*, jclass, jint protocol) {
+    return static_cast<jint>(kemu::openSockets(protocol));
+}
+
+JNIEXPORT jint JNICALL TESTING(KernelEmulator, socketsOpened)(JNIEnv*, jclass, jint protocol) {
+    return static_cast<jint>(kemu::socketsOpened(protocol));
+}
+
+JNIEXPORT void JNICALL TESTING(KernelEmulator, failNextSocket)(JNIEnv*, jclass, jint protocol, jint err) {
+    kemu::failNextSocket(protocol, err);
+}
+
+JNIEXPORT void JNICALL TESTING(KernelEmulator, failNextBind)(JNIEnv*, jclass, jint protocol, jint err) {
+    kemu::failNextBind(protocol, err);
+}
+
+JNIEXPORT void JNICALL TESTING(KernelEmulator, failSends)(JNIEnv*, jclass, jint protocol, jint count, jint err) {
+    kemu::failSends(protocol, count, err);
+}
+
+JNIEXPORT void JNICALL TESTING(KernelEmulator, setMonitorReply)(JNIEnv* env, jclass, jboolean answer,
+                                                               jintArray words) {
+    uint32_t values[10] = {};
+    if (words != nullptr && env->GetArrayLength(words) >= 10) {
+        env->GetIntArrayRegion(words, 0, 10, reinterpret_cast<jint*>(values));
+    }
+    kemu::setMonitorReply(answer, values);
+}
+
+JNIEXPORT jboolean JNICALL TESTING(KernelEmulator, deliverToNewest)(JNIEnv* env, jclass, jint protocol,
+                                                                   jbyteArray message) {
+    jsize n = env->GetArrayLength(message);
+    kemu::Bytes bytes(static_cast<size_t>(n));
+    env->GetByteArrayRegion(message, 0, n, reinterpret_cast<jbyte*>(bytes.data()));
+    return kemu::deliverToNewest(protocol, bytes);
+}
+
+JNIEXPORT void JNICALL TESTING(PlatformStandIns, netdReset)(JNIEnv*, jclass) { netdStandInReset(); }
+JNIEXPORT void JNICALL TESTING(PlatformStandIns, netdSetResult)(JNIEnv*, jclass, jint result) {
+    netdStandInSetResult(result);
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdCallCount)(JNIEnv*, jclass) { return netdStandInCallCount(); }
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdLastNetId)(JNIEnv*, jclass) {
+    return static_cast<jint>(netdStandInLastNetId());
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdLastUid)(JNIEnv*, jclass) {
+    return static_cast<jint>(netdStandInLastUid());
+}
+JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroReset)(JNIEnv*, jclass) { veltroStandInReset(); }
+JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroSetDetectedTime)(JNIEnv*, jclass, jlong time) {
+    veltroStandInSetDetectedTime(static_cast<long>(time));
+}
+JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroNotify)(JNIEnv*, jclass, jint result) {
+    veltroStandInNotify(result);
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroRegisterCount)(JNIEnv*, jclass) {
+    return veltroStandInRegisterCount();
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroStartCount)(JNIEnv*, jclass) {
+    return veltroStandInStartCount();
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroStopCount)(JNIEnv*, jclass) {
+    return veltroStandInStopCount();
+}
+JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroLastType)(JNIEnv*, jclass) { return veltroStandInLastType(); }
+JNIEXPORT jboolean JNICALL TESTING(PlatformStandIns, veltroWaitRegistrations)(JNIEnv*, jclass, jint count,
+                                                                             jint timeoutMs) {
+    return veltroStandInWaitRegistrations(count, timeoutMs) != 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds and runs every test: the host suites (gtest and JVM), the C++ suites
+# under AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, and
+# the libFuzzer targets for a bounded time.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/setup-deps.sh
+
+jobs=${MQQOE_JOBS:-2}
+status=0
+
+run_preset() {
+  local preset=$1
+  shift
+  echo "=== ${preset}: configure and build"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j "$jobs"
+  echo "=== ${preset}: test"
+  ctest --preset "$preset" "$@" || status=1
+}
+
+run_preset host
+run_preset asan --label-exclude jvm
+# Threads: the session, the emulator and the stall engine.
+run_preset tsan --label-regex 'session|stall'
+run_preset fuzz
+
+exit $status
