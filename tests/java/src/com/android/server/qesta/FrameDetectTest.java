@@ -1,0 +1,76 @@
+package com.android.server.qesta;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.android.server.qesta.testing.LogCapture;
+import com.android.server.qesta.testing.PlatformStandIns;
+
+import org.junit.jupiter.api.BeforeAll;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+
+/** The frame-detection natives against the stand-in service; one listener per process. */
+class FrameDetectTest {
+    private static final String TAG = "ZvQoEJNI";
+    private static final int INFO = 4;
+    private static final int DEBUG = 3;
+
+    private final ZvQestaJniAdapter adapter = new ZvQestaJniAdapter();
+
+    @BeforeAll
+    static void registerOnce() {
+        LogCapture.install();
+        PlatformStandIns.veltroReset();
+        assertEquals(1, new ZvQestaJniAdapter().nativeStartFrameDetect(100106));
+        assertTrue(PlatformStandIns.veltroWaitRegistrations(1, 5000), "listener never registered");
+    }
+
+    @BeforeEach
+    void clearLog() {
+        LogCapture.clear();
+    }
+
+    @Test
+    void furtherStartsReuseTheRegisteredListener() throws Exception {
+        int starts = PlatformStandIns.veltroStartCount();
+        assertEquals(1, adapter.nativeStartFrameDetect(100105));
+        assertEquals(1, adapter.nativeStartFrameDetect(100106));
+        assertTrue(LogCapture.contains(INFO, TAG, "startFrameDetect enter, appScene = 100105"), LogCapture.dump());
+        assertEquals(2, LogCapture.count(INFO, TAG, "veltro has registerListener!!!!!"));
+        assertEquals(starts + 2, PlatformStandIns.veltroStartCount());
+        assertEquals(0, PlatformStandIns.veltroLastType());
+        // A stray second registration thread would have run by now.
+        Thread.sleep(100);
+        assertEquals(1, PlatformStandIns.veltroRegisterCount());
+    }
+
+    @Test
+    void stopCallsTheServiceWithTypeZeroAndKeepsTheListener() {
+        int stops = PlatformStandIns.veltroStopCount();
+        assertEquals(1, adapter.nativeStopFrameDetect());
+        assertEquals(stops + 1, PlatformStandIns.veltroStopCount());
+        assertEquals(0, PlatformStandIns.veltroLastType());
+        assertTrue(LogCapture.contains(INFO, TAG, "stopFrameDetect"), LogCapture.dump());
+        PlatformStandIns.veltroNotify(5);
+        assertTrue(LogCapture.contains(DEBUG, TAG, "orsin notify back result=5"), LogCapture.dump());
+    }
+
+    @Test
+    void detectedTimeIsReportedInUnitsOfSixtyRoundedTowardZero() {
+        long[][] cases = {{119, 1}, {-119, -1}, {59, 0}, {-59, 0}, {120, 2}, {0, 0}};
+        for (long[] c : cases) {
+            PlatformStandIns.veltroSetDetectedTime(c[0]);
+            assertEquals(c[1], adapter.nativeGetCurFrameDetectResult(), "detected time " + c[0]);
+            assertTrue(LogCapture.contains(INFO, TAG, "getCurFrameDetectResult: result= " + c[0]),
+                    LogCapture.dump());
+        }
+    }
+
+    @Test
+    void detectedTimeLogsItsLowThirtyTwoBits() {
+        PlatformStandIns.veltroSetDetectedTime(0x1_0000_0078L);
+        assertEquals((int) (0x1_0000_0078L / 60), adapter.nativeGetCurFrameDetectResult());
+        assertTrue(LogCapture.contains(INFO, TAG, "getCurFrameDetectResult: result= 120"), LogCapture.dump());
+    }
+}
