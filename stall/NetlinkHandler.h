@@ -8,6 +8,7 @@
 #include "AwemeReportPara.h"
 #include "CatonDetection.h"
 #include "KorunProtocol.h"
+#include "UniqueFd.h"
 
 #include <poll.h>
 #include <sys/types.h>
@@ -80,7 +81,7 @@ public:
     // The detector of the current detection type, null without one.
     std::unique_ptr<CatonDetection> mCatoner;
 
-    int32_t socketFd() const { return mSock; }
+    int32_t socketFd() const { return mSock.get(); }
     int32_t familyId() const { return mFamilyId; }
     uint32_t portId() const { return mPortId; }
     bool collecting() const { return mCollecting != 0; }
@@ -93,10 +94,11 @@ private:
     ssize_t recvReport(genl_msg* message);
     int getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result);
     int getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported);
+    // Sends a family command carrying the uid and the detection class.
     int sendUidCommand(uint8_t cmd, unsigned short flags);
     int32_t pollTimeoutMs() const;
 
-    int32_t mSock = -1;
+    UniqueFd mSock;  // generic netlink socket; -1 when not started
     int32_t mFamilyId = 0;
     uint32_t mPortId = 0;
     int32_t mCollecting = 0;

@@ -1,9 +1,103 @@
 #include "VideoCatonDetection.h"
-// Work in progress.
+
+#include "StallLog.h"
+#include "VideoForest.h"
+
+namespace {
+
+constexpr int32_t kIntervalFine = 100;
+constexpr int32_t kIntervalCoarse = 2000;
+constexpr int32_t kWindowFine = 1000;
+constexpr int32_t kWindowCoarse = 2000;
+
+// Two seconds of a 4G voice-band call: this many packets and fewer bytes.
+constexpr int32_t kVoicePacketsMin = 100;
+constexpr int32_t kVoicePacketsMax = 120;
+constexpr int32_t kVoiceBytesBelow = 30000;
+
+}  // namespace
+
 VideoCatonDetection::VideoCatonDetection() : CatonDetection(kDefaultInterval, -1, kDefaultAlgoThreshold) {}
+
 VideoCatonDetection::~VideoCatonDetection() = default;
-int VideoCatonDetection::inputSample(int, int, int*) { return 0; }
-int VideoCatonDetection::setDetectionAlgoType(int) { return 0; }
-int VideoCatonDetection::setInterval(int) { return 0; }
-void VideoCatonDetection::clearInternalState() {}
-bool VideoCatonDetection::predict2S(const float*) const { return false; }
+
+void VideoCatonDetection::clearInternalState() {
+    mWindowLength = 0;
+    mInterval = 0;
+    mBuffer.reset();
+    mPacketsRing.reset();
+    mFilled = 0;
+    mWriteIndex = 0;
+}
+
+int VideoCatonDetection::setInterval(int interval) {
+    clearInternalState();
+    if (interval != kIntervalFine && interval != kIntervalCoarse) {
+        KLOGE("The invalid interval:%d", interval);
+        return -1;
+    }
+    mInterval = interval;
+    mWindowLength = interval == kIntervalFine ? kWindowFine : kWindowCoarse;
+    int32_t capacity = kHistoryMs / interval;
+    mBuffer = allocateRing(capacity);
+    mPacketsRing = allocateRing(capacity);
+    if (!mBuffer || !mPacketsRing) {
+        KLOGE("There are no enough memory for input output stats");
+        return -1;
+    }
+    return 0;
+}
+
+int VideoCatonDetection::setDetectionAlgoType(int type) {
+    mAlgoType = type;
+    KLOGD("set the video algo para:%d", type);
+    return setInterval(kIntervalCoarse);
+}
+
+int VideoCatonDetection::inputSample(int packets, int bytes, int* result) {
+    if (result == nullptr) {
+        KLOGE("iscaton is null");
+        return -1;
+    }
+    if (!mBuffer || !mPacketsRing) {
+        KLOGE("The detector has no sample rings, interval:%d", mInterval);
+        return -1;
+    }
+    int32_t capacity = mInterval != 0 ? kHistoryMs / mInterval : 0;
+    mBuffer[mWriteIndex] = bytes;
+    mPacketsRing[mWriteIndex] = packets;
+    if (++mWriteIndex >= capacity) mWriteIndex = 0;
+    if (mFilled < capacity) ++mFilled;
+
+    int32_t window = mInterval != 0 ? kWindowMs / mInterval : 0;
+    if (mFilled < window) {
+        KLOGD("wait for enough feature:%d", mFilled);
+        *result = kNormal;
+        return 0;
+    }
+
+    // Sums over the newest samples; 64-bit so that no report can overflow them.
+    int64_t packetSum = 0;
+    int64_t byteSum = 0;
+    int32_t count = window < capacity ? window : capacity;
+    int32_t slot = mWriteIndex;
+    for (int32_t i = 0; i < count; ++i) {
+        slot = slot == 0 ? capacity - 1 : slot - 1;
+        packetSum += mPacketsRing[slot];
+        byteSum += mBuffer[slot];
+    }
+    int P = static_cast<int>(packetSum);
+    int B = static_cast<int>(byteSum);
+    if (packetSum >= kVoicePacketsMin && packetSum <= kVoicePacketsMax && byteSum < kVoiceBytesBelow) {
+        *result = kNormal;
+        KLOGD("TP satisfy 4G voice: 2s packets:%d, 2s total bytes: %d", P, B);
+    } else if (packetSum > kVoicePacketsMax) {
+        *result = kHeavyTraffic;
+    } else {
+        *result = kStall;
+        KLOGD("TP is not enough: 2s packets:%d, 2s total bytes: %d", P, B);
+    }
+    return 0;
+}
+
+bool VideoCatonDetection::predict2S(const float* features) const { return runForest(features, mAlgoThreshold); }

@@ -69,3 +69,14 @@ void predict2SRandom21(const float* f);
 void predict2SRando22(const float* f);
 void predict2SRandom23(const float* f);
 void predict2SRandom24(const float* f);
+
+// Runs the trees 1 to 24 and decides on the leaf the last of them reached:
+// true when threshold < second / (first + second).
+bool runForest(const float* features, float threshold);
+
+// The shipped tables, indexed by tree number - 1; an empty entry has no nodes.
+struct ForestTable {
+    const ForestNode* nodes;
+    size_t count;
+};
+extern const ForestTable kShippedForest[kForestTrees];

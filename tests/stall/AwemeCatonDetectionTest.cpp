@@ -1,0 +1,131 @@
+#include "AwemeCatonDetection.h"
+
+#include <LogCapture.h>
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using mqqoe::testing::LogCapture;
+
+namespace {
+
+StallInfoEntry entry(uint64_t loadedBase, uint64_t total, int32_t timescale, int32_t dur) {
+    StallInfoEntry e{};
+    e.loaded_base = loadedBase;
+    e.total = total;
+    e.timescale = timescale;
+    e.dur = dur;
+    return e;
+}
+
+AwemeReportPara report(uint32_t index, uint32_t state, const StallInfoEntry& e = {}) {
+    AwemeReportPara r{};
+    r.detect_index = r.cur_index = index;
+    r.detect_state = state;
+    r.stall_info[index] = e;
+    return r;
+}
+
+// Starts one request per index, newest last.
+void startRequests(AwemeCatonDetection& d, const std::vector<uint32_t>& indexes) {
+    bool reported = false;
+    for (uint32_t index : indexes) {
+        AwemeReportPara r = report(index, 1);
+        ASSERT_EQ(0, d.inputSample(&r, nullptr, reported));
+    }
+}
+
+}  // namespace
+
+TEST(AwemeVote, DefaultCountsDeclareAStall) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    startRequests(d, {0, 1, 2});
+    d.mMarks1s[2] = 1;
+    EXPECT_EQ(0, d.getDetectionResult());  // one 1-second shortfall is not enough
+    d.mMarks3s[2] = 1;
+    EXPECT_EQ(1, d.getDetectionResult());
+    EXPECT_TRUE(log.contains(ANDROID_LOG_INFO, "Korun", "detect stall(caton_result_3s=1 (con_caton_num=1, caton_num=1))"));
+    EXPECT_EQ(0, d.mMarks1s[2]);  // a hit clears every mark
+    d.mMarks2s[1] = d.mMarks2s[2] = 1;
+    EXPECT_EQ(1, d.getDetectionResult());
+    EXPECT_TRUE(log.contains("Korun", "detect stall(caton_result_2s=1 (con_caton_num=2, caton_num=2))"));
+    d.mMarks1s[0] = d.mMarks1s[1] = d.mMarks1s[2] = 1;
+    EXPECT_EQ(1, d.getDetectionResult());
+}
+
+TEST(AwemeVote, SixSecondMarksVoteOnlyForUserType1) {
+    AwemeCatonDetection d;
+    startRequests(d, {4});
+    d.mMarks6s[4] = 1;
+    EXPECT_EQ(0, d.getDetectionResult());
+    d.setAwemeCatonPara(3, 4, 2, 3, 1, 1, 1, 1, 1);
+    EXPECT_EQ(1, d.getDetectionResult());
+}
+
+TEST(AwemeShortfall, CoderateGivesTheStepMark) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    d.mStep = 3;
+    AwemeReportPara r = report(0, 2, entry(150000, 1000000, 1, 10));  // 100,000 B/s, 1.5 s loaded
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1, d.mMarks2s[0]);
+    EXPECT_EQ(0u, r.update_flag);
+    EXPECT_TRUE(log.contains("Korun", "thinks it as stall because loaded=150000, stalltime = 2s, coderate = 100000"));
+
+    r.stall_info[0].range_start = 850000;  // now fully loaded
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(0u, r.detect_state);
+    EXPECT_EQ(1u, r.update_flag);
+    EXPECT_TRUE(log.contains("Korun", "already loaded complete, stop detection(total=1000000, loaded=1000000)"));
+}
+
+TEST(AwemeShortfall, UnknownLengthAndLongShortfallsStopTheVideo) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    d.mStep = 2;
+    AwemeReportPara r = report(3, 2, entry(100000, 0, 0, 0));
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1, d.mMarks2s[3]);
+    EXPECT_TRUE(log.contains("Korun", "paser fail, loaded(100000) less than default length(256000), think as stall (2s)"));
+    d.mStep = 6;
+    r = report(3, 2);  // no response at all
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1, d.mMarks6s[3]);
+    EXPECT_EQ(1u, r.update_flag);
+}
+
+TEST(AwemeRequests, RingKeepsTheLastTenAndRejectsBadIndexes) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    startRequests(d, {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 5});
+    EXPECT_EQ(10, d.mRequestCount);
+    EXPECT_EQ(5, d.mRequests[0]);
+    EXPECT_EQ(1, d.mRequestWrite);
+    AwemeReportPara bad = report(0, 1);
+    bad.detect_index = 10;
+    bool reported = false;
+    EXPECT_EQ(-1, d.inputSample(&bad, nullptr, reported));
+    EXPECT_TRUE(log.contains("Korun", "Invalid index:detect_index=10, cur_index=0"));
+}
+
+TEST(AwemeDetection, SilentDownloadIsAStallAtTheThirdSecond) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    std::vector<int> results;
+    std::vector<bool> reports;
+    for (uint32_t state : {0u, 1u, 2u, 2u, 2u, 2u}) {
+        AwemeReportPara r = report(0, state);
+        int result = -1;
+        bool reported = false;
+        ASSERT_EQ(0, d.inputSample(&r, &result, reported));
+        results.push_back(result);
+        reports.push_back(reported);
+    }
+    EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 1, 0}), results);
+    EXPECT_EQ((std::vector<bool>{false, true, false, false, false, false}), reports);
+    EXPECT_EQ(1u, log.count("Korun", "no response, think it as stall (3s)"));
+    EXPECT_EQ(1u, log.count("Korun", "DouyYin detect stall"));
+    EXPECT_EQ(4, d.mStep);  // frozen after the stall
+}

@@ -1,0 +1,250 @@
+#include "NetlinkHandler.h"
+
+#include <GenlKernel.h>
+#include <LogCapture.h>
+#include <android/log.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+using kemu::Bytes;
+using mqqoe::testing::LogCapture;
+namespace genl = kemu::genl;
+
+namespace {
+
+constexpr int kUid = 10123;
+constexpr int kFamily = genl::kDefaultFamilyId;
+// 4246291 x 3,000,000 wraps to 64 ms in 32-bit arithmetic: a bounded ack wait.
+constexpr int32_t kShortWaitInterval = 4246291;
+
+class HandlerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kemu::reset();
+        ASSERT_EQ(0, handler.start());
+        handler.mUid = kUid;
+    }
+
+    void collect(int type) {
+        ASSERT_EQ(0, handler.setDetectionType(type));
+        ASSERT_EQ(0, handler.setDetectionAlgo(0));
+        ASSERT_EQ(0, handler.startCollecting());
+    }
+
+    // Family messages sent with `command`, oldest first.
+    static std::vector<Bytes> sentCommands(int command) {
+        std::vector<Bytes> found;
+        for (const Bytes& m : genl::sentMessages()) {
+            if (genl::typeOf(m) == kFamily && genl::commandOf(m) == command) found.push_back(m);
+        }
+        return found;
+    }
+
+    int next(int* result = nullptr, int* out = nullptr, int* in = nullptr) {
+        bool reported = false;
+        return handler.getDetectionResult(out, in, result, reported);
+    }
+
+    bool logged(const std::string& message) const { return log.contains("Korun", message); }
+
+    LogCapture log;
+    NetlinkHandler handler;
+};
+
+}  // namespace
+
+TEST_F(HandlerTest, FamilyLookupAsksTheControllerForZvkorun) {
+    Bytes lookup = genl::sentMessages().at(0);
+    EXPECT_EQ(16, genl::typeOf(lookup));
+    EXPECT_EQ(3, genl::commandOf(lookup));
+    EXPECT_EQ(1, genl::flagsOf(lookup));
+    EXPECT_EQ(1, genl::versionOf(lookup));
+    EXPECT_EQ(static_cast<int>(handler.portId()), genl::pidOf(lookup));
+    EXPECT_EQ(Bytes({'z', 'v', 'k', 'o', 'r', 'u', 'n', 0}), genl::attrOf(lookup, 2));
+    EXPECT_EQ(kFamily, handler.familyId());
+    EXPECT_TRUE(logged("netlink family ID = 27"));
+
+    int fd = handler.socketFd();
+    EXPECT_EQ(-1, handler.start());
+    EXPECT_EQ(fd, handler.socketFd());
+    EXPECT_TRUE(logged("You already called the start(), just ignore this call"));
+
+    EXPECT_EQ(-1, handler.getFamilyID("absent"));
+    EXPECT_EQ(0, log.lines().back().message.rfind("netlink header is invalid when get family ID(type:2):", 0));
+}
+
+TEST_F(HandlerTest, SocketFailureLeavesTheHandlerStopped) {
+    NetlinkHandler other;
+    kemu::failNextSocket(kemu::kGenericProtocol, EMFILE);
+    EXPECT_EQ(-1, other.start());
+    EXPECT_EQ(-1, other.socketFd());
+    EXPECT_TRUE(logged("Unable to create netlink socket: Too many open files"));
+}
+
+TEST_F(HandlerTest, SendCommandBoundsItsAttributes) {
+    size_t before = genl::sentMessages().size();
+    nl_attr_data attrs[6] = {};
+    EXPECT_EQ(-1, handler.sendCommand(kFamily, 3, attrs, 6, 1));
+    EXPECT_EQ(-1, handler.sendCommand(kFamily, 3, attrs, -1, 1));
+    EXPECT_TRUE(logged("Invalid attrs_num:6") && logged("Invalid attrs_num:-1"));
+    EXPECT_EQ(before, genl::sentMessages().size());
+
+    ASSERT_EQ(0, handler.sendCommand(kFamily, 3, attrs, 0, 1));
+    EXPECT_EQ(20u, genl::sentMessages().back().size());
+    attrs[0] = {5, 9, {1, 2, 3, 4, 5}};
+    ASSERT_EQ(0, handler.sendCommand(kFamily, 3, attrs, 1, 1));
+    Bytes m = genl::sentMessages().back();
+    ASSERT_EQ(32u, m.size());
+    EXPECT_EQ(9, m[20]);
+}
+
+TEST_F(HandlerTest, StartCarriesUidClassIntervalAndKeysPerType) {
+    const struct { int type, detectClass, interval; } cases[] = {
+        {100105, 1, 1000}, {100106, 1, 2000}, {100501, 2, 1000}, {100701, 3, 1000}, {100901, 2, 1000}};
+    for (const auto& c : cases) {
+        collect(c.type);
+        Bytes start = sentCommands(1).back();
+        EXPECT_EQ(5, genl::flagsOf(start));
+        EXPECT_EQ(kUid, genl::u32AttrOf(start, 1));
+        EXPECT_EQ(c.detectClass, genl::u32AttrOf(start, 2));
+        EXPECT_EQ(c.interval, genl::u32AttrOf(start, 3));
+        Bytes keys = genl::attrOf(start, 8);
+        if (c.detectClass == 1) {
+            EXPECT_EQ((std::vector<int>{1, 2, 3}), genl::attrTypesOf(start));
+        } else {
+            ASSERT_EQ(331u, keys.size());
+            const char* k = reinterpret_cast<const char*>(keys.data());
+            EXPECT_STREQ(c.type == 100901 ? "/video/" : "video/m/", k + 25);
+            EXPECT_STREQ(c.type == 100701 ? "_" : "&k=", k + 175);
+            EXPECT_EQ(c.type == 100701 ? '.' : '&', k[200]);
+            EXPECT_STREQ(c.type == 100701 ? ".mp4" : "", k + 228);
+            EXPECT_STREQ("mvhd", k + 306);
+        }
+        EXPECT_EQ(0, handler.stopCollecting());
+        Bytes stop = sentCommands(2).back();
+        EXPECT_EQ((std::vector<int>{1, 2}), genl::attrTypesOf(stop));
+        EXPECT_EQ(c.detectClass, genl::u32AttrOf(stop, 2));
+        EXPECT_FALSE(handler.mCatoner);
+    }
+    EXPECT_TRUE(logged("key2=/video/"));
+}
+
+TEST_F(HandlerTest, NegativeOrMissingAckFailsTheStart) {
+    genl::nackNext(-2, 1);
+    ASSERT_EQ(0, handler.setDetectionType(100105));
+    EXPECT_EQ(-1, handler.startCollecting());
+    EXPECT_TRUE(logged("received the nack=-2"));
+    EXPECT_TRUE(logged("check ack faild when start collecting for uid(10123)"));
+    EXPECT_FALSE(handler.collecting());
+
+    genl::setSilent(true);
+    handler.mCatoner->mInterval = kShortWaitInterval;
+    EXPECT_EQ(-1, handler.startCollecting());
+    EXPECT_TRUE(logged("poll timeout"));
+}
+
+TEST_F(HandlerTest, KeepAliveGoesOutWithEveryFifthReport) {
+    collect(100106);
+    std::vector<size_t> keepAlives;
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(genl::pushThroughputReport(kUid, 60, 1, 10000, 500));
+        int result = -1, out = 0, in = 0;
+        ASSERT_EQ(0, next(&result, &out, &in));
+        EXPECT_EQ(1, result);  // 60 packets in two seconds
+        EXPECT_EQ(500, out);
+        EXPECT_EQ(10000, in);
+        keepAlives.push_back(sentCommands(3).size());
+    }
+    EXPECT_EQ((std::vector<size_t>{0, 0, 0, 0, 1, 1, 1, 1, 1, 2}), keepAlives);
+    EXPECT_EQ(1, genl::flagsOf(sentCommands(3)[0]));
+    EXPECT_EQ((std::vector<int>{1, 2}), genl::attrTypesOf(sentCommands(3)[0]));
+    unsigned long out = 0, in = 0;
+    handler.getThroughputStats(&out, &in);
+    EXPECT_EQ(5000u, out);
+    EXPECT_EQ(100000u, in);
+}
+
+TEST_F(HandlerTest, RejectedReportsCountForNothing) {
+    collect(100105);
+    using P = std::vector<std::pair<int, Bytes>>;
+    auto u32 = genl::u32Payload;
+    genl::pushThroughputReport(999, 1, 1, 1, 1);
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("We get the other owner's report: 999, our uid is 10123"));
+    genl::pushRaw(genl::message(kFamily, 5, P{{1, u32(kUid)}, {5, u32(1)}, {4, u32(1)}}));
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("We hope get the inPkts, but get the type: 5"));
+    genl::pushAwemeReport(kUid, 0, 0, 1, 1, {});
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("NetlinkHnadler::getAndProcessWeChatReport(): recv a invalid command:6"));
+    Bytes longUid = genl::message(kFamily, 5, P{{1, u32(kUid)}});
+    longUid[20] = 0xff, longUid[21] = 0xff;  // claims 65535 bytes
+    genl::pushRaw(longUid);
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("We hope get the inPkts, but the report ends at the receive buffer"));
+    for (int i = 0; i < 5; ++i) {
+        genl::pushThroughputReport(kUid, 40, 1, 1, 1);
+        int result = -1;
+        EXPECT_EQ(0, next(&result));
+    }
+    EXPECT_EQ(1u, sentCommands(3).size());
+}
+
+TEST_F(HandlerTest, PausedDetectionStillCountsBytes) {
+    collect(100106);
+    handler.mPauseDetect = 1;
+    genl::pushThroughputReport(kUid, 0, 0, 700, 300);
+    int result = -1;
+    EXPECT_EQ(0, next(&result));
+    EXPECT_EQ(0, result);
+    unsigned long out = 0, in = 0;
+    handler.getThroughputStats(&out, &in);
+    EXPECT_EQ(300u, out);
+    EXPECT_EQ(700u, in);
+}
+
+TEST_F(HandlerTest, LoadedShortVideoIsStoppedInTheKernel) {
+    collect(100501);
+    Bytes info;
+    genl::setStallEntry(info, 4, 5000, 5000, "v0200fg10000", 0, 0, 1, 10);
+    genl::pushAwemeReport(kUid, 4, 4, 1, 1, info);
+    bool reported = false;
+    int result = -1;
+    EXPECT_EQ(0, handler.getDetectionResult(nullptr, nullptr, &result, reported));
+    EXPECT_TRUE(reported);
+    genl::pushAwemeReport(kUid, 4, 4, 1, 2, info);
+    EXPECT_EQ(0, handler.getDetectionResult(nullptr, nullptr, &result, reported));
+    EXPECT_FALSE(reported);
+    ASSERT_EQ(1u, sentCommands(4).size());
+    Bytes update = sentCommands(4)[0];
+    EXPECT_EQ((std::vector<int>{1, 2, 9, 12}), genl::attrTypesOf(update));
+    EXPECT_EQ(4, genl::u32AttrOf(update, 9));
+    EXPECT_EQ(0, genl::u32AttrOf(update, 12));
+    EXPECT_TRUE(logged("already loaded complete, stop detection(total=5000, loaded=5000)"));
+}
+
+TEST_F(HandlerTest, LifecycleOrderIsEnforced) {
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("getDetectionResult: you should call startCollecting() firstly"));
+    EXPECT_EQ(0, handler.setDetectionAlgo(3));
+    EXPECT_EQ(-1, handler.algoType());
+    EXPECT_EQ(-1, handler.setDetectionType(4242));
+    EXPECT_TRUE(logged("Invalid detection type(4242) when create catoner") && logged("create the detection type: 4242"));
+    EXPECT_EQ(0, handler.stopCollecting());  // STOP goes out anyway
+    EXPECT_EQ(1u, sentCommands(2).size());
+    EXPECT_TRUE(logged("You already called the stopCollecting(), just ignore this call"));
+
+    collect(100105);
+    int fd = handler.socketFd();
+    EXPECT_EQ(-1, handler.stop());
+    EXPECT_EQ(fd, handler.socketFd());
+    EXPECT_EQ(kUid, handler.mUid);
+    EXPECT_EQ(0, handler.stopCollecting());
+    EXPECT_EQ(0, handler.stop());
+    EXPECT_EQ(-1, handler.socketFd());
+    EXPECT_EQ(-1, handler.mUid);
+    EXPECT_EQ(100105, handler.detectionType());
+}

@@ -1,0 +1,20 @@
+// The family lookup against this host's own generic netlink controller,
+// whose family "nlctrl" always has id 16.
+
+#include "NetlinkHandler.h"
+
+#include <gtest/gtest.h>
+
+TEST(RealKernelLookup, ResolvesTheControllerFamily) {
+    NetlinkHandler handler;
+    ASSERT_EQ(0, handler.setupSocket()) << "no generic netlink on this host";
+    ASSERT_EQ(0, handler.getFamilyID("nlctrl"));
+    EXPECT_EQ(16, handler.familyId());
+}
+
+TEST(RealKernelLookup, UnknownFamilyIsRefused) {
+    NetlinkHandler handler;
+    ASSERT_EQ(0, handler.setupSocket());
+    EXPECT_EQ(-1, handler.getFamilyID("zvkorun-absent"));
+    EXPECT_EQ(0, handler.familyId());
+}

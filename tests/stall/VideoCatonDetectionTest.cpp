@@ -1,0 +1,122 @@
+#include "VideoCatonDetection.h"
+#include "VideoForest.h"
+
+#include <LogCapture.h>
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <random>
+
+using mqqoe::testing::LogCapture;
+
+namespace {
+
+int classify(int packets, int bytes) {
+    if (packets >= 100 && packets <= 120 && bytes < 30000) return 0;
+    return packets >= 121 ? 2 : 1;
+}
+
+int feed(VideoCatonDetection& d, int packets, int bytes) {
+    int result = -7;
+    EXPECT_EQ(0, d.inputSample(packets, bytes, &result));
+    return result;
+}
+
+}  // namespace
+
+TEST(VideoTwoSecondRule, CoarseIntervalDecidesEveryReport) {
+    const struct { int packets, bytes, result; } cases[] = {
+        {110, 20000, 0}, {110, 30000, 1}, {121, 0, 2}, {99, 0, 1}, {100, 29999, 0}, {120, 29999, 0}};
+    for (const auto& c : cases) {
+        VideoCatonDetection d;
+        ASSERT_EQ(0, d.setDetectionAlgoType(0));
+        EXPECT_EQ(2000, d.mInterval);
+        EXPECT_EQ(c.result, feed(d, c.packets, c.bytes)) << c.packets << " " << c.bytes;
+    }
+}
+
+TEST(VideoTwoSecondRule, FineIntervalWaitsForTwentySamples) {
+    LogCapture log;
+    VideoCatonDetection d;
+    ASSERT_EQ(0, d.setInterval(100));
+    for (int i = 1; i < 20; ++i) EXPECT_EQ(0, feed(d, 1, 1));
+    EXPECT_EQ(1u, log.count("Korun", "wait for enough feature:19"));
+    EXPECT_EQ(0, feed(d, 101, 1000));  // 120 packets, 1019 bytes over the window
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "Korun", "TP satisfy 4G voice: 2s packets:120, 2s total bytes: 1019"));
+}
+
+// Whatever the history, the verdict is the rule applied to the newest 20 samples.
+TEST(VideoTwoSecondRule, WindowCoversNewestSamplesAcrossWrapAround) {
+    VideoCatonDetection d;
+    ASSERT_EQ(0, d.setInterval(100));
+    std::mt19937 rng(7);
+    std::uniform_int_distribution<int> packets(0, 12), bytes(0, 3000);
+    std::deque<std::pair<int, int>> window;
+    for (int i = 0; i < 400; ++i) {
+        int p = packets(rng), b = bytes(rng);
+        window.emplace_back(p, b);
+        if (window.size() > 20) window.pop_front();
+        int sumP = 0, sumB = 0;
+        for (auto [wp, wb] : window) sumP += wp, sumB += wb;
+        ASSERT_EQ(window.size() < 20 ? 0 : classify(sumP, sumB), feed(d, p, b)) << "report " << i;
+    }
+}
+
+TEST(VideoTwoSecondRule, RejectsOtherIntervalsAndNullResult) {
+    LogCapture log;
+    VideoCatonDetection d;
+    EXPECT_EQ(-1, d.setInterval(1000));
+    EXPECT_EQ(0, d.mInterval);
+    EXPECT_FALSE(d.mBuffer);
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Korun", "The invalid interval:1000"));
+    ASSERT_EQ(0, d.setInterval(2000));
+    EXPECT_EQ(-1, d.inputSample(1, 1, nullptr));
+    EXPECT_TRUE(log.contains("Korun", "iscaton is null"));
+}
+
+TEST(VideoForest, PublishedTreesReachTheirLeaves) {
+    const struct { int tree; float f[6]; ForestLeafPair leaf; } cases[] = {
+        {9, {0, 0, 0, 0, 866.0f, 900.0f}, {0, 47}},      {9, {0, 0, 0, 0, 867.0f, 938.0f}, {2, 8}},
+        {9, {0, 0, 0, 0, 0, 940.0f}, {1, 0}},            {9, {0, 0, 0, 5192.5f, 0, 942.0f}, {0, 933}},
+        {9, {0, 0, 0, 5196.25f, 0, 942.0f}, {1, 0}},     {9, {0, 0, 0, 5197.0f, 0, 942.0f}, {11, 943}},
+        {10, {1668.0f, 0, 0, 0, 8799.0f, 0}, {1, 0}},    {10, {1668.0f, 0, 0, 0, 8800.0f, 15382.0f}, {5, 21}},
+        {10, {1668.0f, 0, 0, 0, 8800.0f, 15383.0f}, {0, 37}}, {10, {1669.0f, 0, 0, 0, 8843.0f, 0}, {5, 87}},
+        {10, {1669.0f, 0, 0, 0, 8850.0f, 0}, {1, 0}},    {10, {1669.0f, 7907.0f, 0, 0, 8856.0f, 0}, {1, 191}},
+        {10, {1669.0f, 7908.0f, 0, 0, 8856.0f, 0}, {2, 44}},
+    };
+    for (const auto& c : cases) {
+        (c.tree == 9 ? predict2SRandom9 : predict2SRandom10)(c.f);
+        EXPECT_EQ(c.leaf.first, gForestLeaf.first) << "tree " << c.tree << " f5 " << c.f[5];
+        EXPECT_EQ(c.leaf.second, gForestLeaf.second) << "tree " << c.tree << " f5 " << c.f[5];
+    }
+}
+
+TEST(VideoForest, LastTreeWithATableDecidesAgainstTheThreshold) {
+    resetForest();
+    VideoCatonDetection d;
+    const float strong[6] = {1669.0f, 7907.0f, 0, 0, 8856.0f, 0};  // tree 10: (1, 191)
+    const float weak[6] = {1668.0f, 0, 0, 0, 8800.0f, 15382.0f};   // tree 10: (5, 21), 0.81
+    EXPECT_TRUE(d.predict2S(strong));
+    EXPECT_FALSE(d.predict2S(weak));
+    d.mAlgoThreshold = 0.8f;
+    EXPECT_TRUE(d.predict2S(weak));
+
+    static const ForestNode negative[] = {forestLeaf(9, 1)};
+    ASSERT_TRUE(setForestTree(24, negative, 1));
+    EXPECT_FALSE(d.predict2S(strong));
+    resetForest();
+    EXPECT_FALSE(hasForestTree(24));
+    EXPECT_TRUE(d.predict2S(strong));
+}
+
+TEST(VideoForest, RefusesMalformedTables) {
+    static const ForestNode backwards[] = {forestInner(0, 1.0, 1, 2), forestInner(1, 1.0, 0, 2), forestLeaf(1, 1)};
+    static const ForestNode badFeature[] = {forestInner(6, 1.0, 1, 2), forestLeaf(1, 1), forestLeaf(1, 1)};
+    static const ForestNode outside[] = {forestInner(0, 1.0, 1, 3), forestLeaf(1, 1), forestLeaf(1, 1)};
+    EXPECT_FALSE(setForestTree(3, backwards, 3));
+    EXPECT_FALSE(setForestTree(3, badFeature, 3));
+    EXPECT_FALSE(setForestTree(3, outside, 3));
+    EXPECT_FALSE(setForestTree(25, outside, 1));
+    EXPECT_FALSE(hasForestTree(3));
+}
