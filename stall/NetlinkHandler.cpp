@@ -203,23 +203,9 @@ int32_t NetlinkHandler::pollTimeoutMs() const {
 }
 
 int NetlinkHandler::checkAck() {
-    pollfd fds{mSock.get(), POLLIN, 0};
-    int ret = pollSock(&fds, 1, pollTimeoutMs());
-    if (ret == -1) {
-        KLOGE("poll failed, ret:%d, errno:%s", ret, strerror(errno));
-        return -1;
-    }
-    if (ret == 0) {
-        KLOGE("poll timeout");
-        return -1;
-    }
     genl_msg ack;
-    memset_s(&ack, sizeof(ack), 0, sizeof(ack));
-    ssize_t received = recv(mSock.get(), &ack, sizeof(ack), MSG_DONTWAIT);
-    if (received < 0) {
-        KLOGE("recv the ack fail");
-        return -1;
-    }
+    ssize_t received = waitAndReceive(&ack, "recv the ack fail");
+    if (received < 0) return -1;
     if (!headerFits(ack, received)) {
         KLOGE("netlink header is invalid when recv the ack");
         return -1;
@@ -484,7 +470,7 @@ int NetlinkHandler::getDetectionResult(int* outBytes, int* inBytes, int* result,
 
 // ---- reports ----
 
-ssize_t NetlinkHandler::recvReport(genl_msg* message) {
+ssize_t NetlinkHandler::waitAndReceive(genl_msg* message, const char* recvFailure) {
     pollfd fds{mSock.get(), POLLIN, 0};
     int ret = pollSock(&fds, 1, pollTimeoutMs());
     if (ret == -1) {
@@ -498,9 +484,16 @@ ssize_t NetlinkHandler::recvReport(genl_msg* message) {
     memset_s(message, sizeof(*message), 0, sizeof(*message));
     ssize_t received = recv(mSock.get(), message, sizeof(*message), MSG_DONTWAIT);
     if (received < 0) {
-        KLOGE("recv family ID fail");
+        KLOGE("%s", recvFailure);
         return -1;
     }
+    return received;
+}
+
+ssize_t NetlinkHandler::recvReport(genl_msg* message) {
+    // The report path keeps the lookup's wording for a failed receive.
+    ssize_t received = waitAndReceive(message, "recv family ID fail");
+    if (received < 0) return -1;
     return checkReportHeader(*message, received) == 0 ? received : -1;
 }
 

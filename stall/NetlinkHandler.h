@@ -90,7 +90,10 @@ public:
     int32_t interval() const { return mInterval; }
 
 private:
-    // Waits for one report and checks its header and command; the received length or -1.
+    // Polls (interval-based time-out) and receives one message without
+    // blocking; the received length, or -1 after logging.
+    ssize_t waitAndReceive(genl_msg* message, const char* recvFailure);
+    // One report with a valid header; the received length or -1.
     ssize_t recvReport(genl_msg* message);
     int getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result);
     int getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported);
