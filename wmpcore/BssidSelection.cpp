@@ -1,0 +1,309 @@
+#include "BssidSelection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+
+#include "WmpReport.h"
+
+namespace wmpcore {
+
+namespace {
+
+// The shared bodies below take their inputs by reference; the by-value
+// functions of the interface wrap them, so the stages avoid copying whole
+// records while giving the same results and log lines.
+
+bool hasSignal(const Record& record, const std::vector<std::string>& bssidLst) {
+    WMP_LOGI("isNonZeroRecord begin,bssidLst.length = %d", static_cast<int>(bssidLst.size()));
+    try {
+        for (const std::string& bssid : bssidLst) {
+            if (valueOf(record, bssid) != 0.0f) return true;
+        }
+    } catch (const std::exception& e) {
+        reportException("isNonZeroRecord", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return false;
+}
+
+float sampleDeviation(const std::set<float>& values, int n) {
+    if (n < 2) return 0.0f;
+    float sum = 0.0f;
+    for (float v : values) sum += v;
+    const float mean = sum / static_cast<float>(n);
+    float ss = 0.0f;
+    for (float v : values) ss += (v - mean) * (v - mean);
+    return std::sqrt(ss / static_cast<float>(n - 1));
+}
+
+float meanOf(const std::vector<float>& values) {
+    if (values.empty()) return 0.0f;
+    float sum = 0.0f;
+    for (float v : values) sum += v;
+    return sum / static_cast<float>(values.size());
+}
+
+// Statistics of one column, or nothing when it is too often missing or too
+// rarely strong to be a candidate.
+bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& name, int recordNum,
+                      int missLimit, BssidStat& stat) {
+    static const std::vector<float> kNoValues;
+    const auto listIt = dataSet.bssidValueLists.find(name);
+    const std::vector<float>& values = listIt == dataSet.bssidValueLists.end() ? kNoValues : listIt->second;
+
+    int zeroCnt = 0;
+    int freq = 0;
+    int strongCnt = 0;
+    std::set<float> distinct;
+    std::vector<float> nonZero;
+    const float threshold = static_cast<float>(param.threshold);
+    for (int j = 0; j < recordNum; ++j) {
+        // A short row left no value here: not heard.
+        const size_t pos = static_cast<size_t>(j);
+        const float v = pos < values.size() ? values[pos] : 0.0f;
+        if (v == 0.0f) {
+            ++zeroCnt;
+            continue;
+        }
+        distinct.insert(v);
+        nonZero.push_back(v);
+        ++freq;
+        if (strongCnt <= param.minBssidCount && threshold < v) ++strongCnt;
+    }
+
+    // The batch bookkeeping reads position recordNum of `batches` for every
+    // silent record, not the record's own; that position only exists once
+    // `batches` has grown past one entry per record.
+    const size_t quirkPos = static_cast<size_t>(recordNum);
+    if (zeroCnt > 0 && quirkPos < dataSet.batches.size()) {
+        const auto batchesIt = dataSet.bssidBatches.find(name);
+        if (batchesIt != dataSet.bssidBatches.end()) batchesIt->second.erase(dataSet.batches[quirkPos]);
+    }
+
+    if (zeroCnt > missLimit || strongCnt <= param.minBssidCount) return false;
+    stat.bssid = name;
+    stat.freq = freq;
+    stat.sampleRatio = recordNum > 0 ? static_cast<float>(freq) / static_cast<float>(recordNum)
+                                     : std::numeric_limits<float>::quiet_NaN();
+    stat.distinctValueNum = static_cast<int32_t>(distinct.size());
+    stat.stdev = sampleDeviation(distinct, stat.distinctValueNum);
+    stat.meanRssi = meanOf(nonZero);
+    return true;
+}
+
+bool heardAboveBoundInAll(const std::vector<Record>& rds, const std::string& bssid, const Param& param) {
+    if (rds.empty()) return false;
+    float sum = 0.0f;
+    try {
+        for (const Record& record : rds) {
+            const float v = valueOf(record, bssid);
+            if (v == 0.0f) return false;
+            sum += v;
+        }
+    } catch (const std::exception& e) {
+        reportException("checkRdsBssid", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return sum / static_cast<float>(rds.size()) > static_cast<float>(param.lowerBound);
+}
+
+}  // namespace
+
+bool isNonZeroRecord(Record record, std::vector<std::string> bssidLst) {
+    return hasSignal(record, bssidLst);
+}
+
+float deviation(std::set<float> values, int n) {
+    return sampleDeviation(values, n);
+}
+
+BssidStat computeBssidStat(std::vector<float> values, BssidStat stat, Param /*param*/) {
+    stat.meanRssi = meanOf(values);
+    return stat;
+}
+
+std::vector<Record> getRdsByBatch(DataSet& dataSet, int batch) {
+    std::vector<Record> rds;
+    try {
+        for (const Record& record : dataSet.records) {
+            if (record.batch == batch) rds.push_back(record);
+        }
+    } catch (const std::exception& e) {
+        reportException("getRdsByBatch", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return rds;
+}
+
+bool checkRdsBssid(std::vector<Record>& rds, std::string& bssid, Param& param) {
+    return heardAboveBoundInAll(rds, bssid, param);
+}
+
+std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordNum, int bssidNum) {
+    WMP_LOGI("getNewBssids begin,recordNum = %d,bssidNum = %d", recordNum, bssidNum);
+    std::vector<std::string> result;
+    try {
+        if (bssidNum <= param.maxBssidNum) {
+            // In single precision: 1 - 0.2f is then exactly 0.8f, so 10 records allow 8 gaps.
+            const int missLimit =
+                static_cast<int>((1.0f - param.maxZeroRatio) * static_cast<float>(recordNum));
+            std::map<std::string, BssidStat> candidates;
+            const int available = std::min(bssidNum, static_cast<int>(dataSet.bssids.size()));
+            for (int i = 0; i < available; ++i) {
+                const std::string& name = dataSet.bssids[static_cast<size_t>(i)];
+                BssidStat stat;
+                if (collectBssidStat(dataSet, param, name, recordNum, missLimit, stat)) {
+                    candidates[name] = std::move(stat);
+                }
+            }
+            for (const std::string& name : dataSet.bssids) {
+                const auto it = candidates.find(name);
+                if (it == candidates.end()) continue;
+                const BssidStat& stat = it->second;
+                if (static_cast<float>(stat.distinctValueNum) > param.minDistinctValue &&
+                    stat.stdev > param.minStdev && stat.meanRssi > static_cast<float>(param.minMeanRssi)) {
+                    result.push_back(name);
+                }
+            }
+        }
+    } catch (const std::exception& e) {
+        reportException("getNewBssids", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    WMP_LOGI("getNewBssids end,recordNum = %d,newbssids len = %d", recordNum, static_cast<int>(result.size()));
+    return result;
+}
+
+std::vector<std::string> filterBssids(DataSet& dataSet, int recordNum, Param param,
+                                      std::vector<std::string> newBssidLst) {
+    WMP_LOGI("filterBssids begin,recordNum = %d,newBssidLst len = %d", recordNum,
+             static_cast<int>(newBssidLst.size()));
+    try {
+        const std::set<std::string> selected(newBssidLst.begin(), newBssidLst.end());
+        std::vector<std::string> dropped;
+        for (const std::string& name : dataSet.bssids) {
+            if (selected.count(name) == 0) dropped.push_back(name);
+        }
+
+        // Batches with records that hear none of the selected BSSIDs.
+        std::map<int32_t, int> silentCount;
+        std::set<int32_t> served;
+        const size_t available = std::min(static_cast<size_t>(std::max(recordNum, 0)), dataSet.records.size());
+        for (size_t r = 0; r < available; ++r) {
+            const Record& record = dataSet.records[r];
+            if (!hasSignal(record, newBssidLst)) {
+                ++silentCount[record.batch];
+            } else {
+                served.insert(record.batch);
+            }
+        }
+
+        for (const auto& [batch, count] : silentCount) {
+            if (count <= param.reprMinOcc) continue;
+            std::vector<Record> rds = getRdsByBatch(dataSet, batch);
+            for (std::string& name : dropped) {
+                if (name.empty()) continue;
+                const std::set<int32_t>& heardIn = dataSet.bssidBatches[name];
+                if (heardIn.count(batch) != 0 && checkRdsBssid(rds, name, param)) {
+                    newBssidLst.push_back(name);
+                    // Cleared so that no BSSID is re-admitted twice.
+                    name.clear();
+                }
+            }
+        }
+    } catch (const std::exception& e) {
+        reportException("filterBssids", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    WMP_LOGI("filterBssids end,recordNum = %d,newBssidLst len = %d", recordNum,
+             static_cast<int>(newBssidLst.size()));
+    return newBssidLst;
+}
+
+void getNewDataSet(DataSet& dataSet, int recordNum, int newBssidNum, Param /*param*/,
+                   std::vector<std::string> newBssids) {
+    WMP_LOGI("getNewDataSet begin,recordNum = %d,newbssids.size = %d", recordNum, newBssidNum);
+    try {
+        dataSet.timestamps.clear();
+        dataSet.linkSpeeds.clear();
+        dataSet.labels.clear();
+        dataSet.batches.clear();
+
+        int32_t lastBatch = -1;
+        int32_t newBatch = 0;
+        std::vector<Record> newRecords;
+        const size_t available = std::min(static_cast<size_t>(std::max(recordNum, 0)), dataSet.records.size());
+        for (size_t i = 0; i < available; ++i) {
+            const Record& old = dataSet.records[i];
+            if (!hasSignal(old, newBssids)) continue;
+            // Renumbered 1, 2, 3, ... in order of appearance.
+            if (old.batch != lastBatch) {
+                ++newBatch;
+                dataSet.batchSet.insert(newBatch);
+                lastBatch = old.batch;
+            }
+            Record record;
+            record.batch = newBatch;
+            record.orginBatch = old.batch;
+            record.label = old.label;
+            record.timestamp = old.timestamp;
+            record.link_speed = old.link_speed;
+            for (const std::string& name : newBssids) record.bssidValues.emplace(name, valueOf(old, name));
+            if (newBatch == 32) writeStdoutLine("*********");
+            dataSet.timestamps.push_back(record.timestamp);
+            dataSet.labels.push_back(record.label);
+            dataSet.batches.push_back(newBatch);
+            dataSet.linkSpeeds.push_back(record.link_speed);
+            newRecords.push_back(std::move(record));
+        }
+
+        dataSet.records = std::move(newRecords);
+        std::map<std::string, std::vector<float>> keptLists;
+        for (const std::string& name : newBssids) {
+            const auto it = dataSet.bssidValueLists.find(name);
+            if (it != dataSet.bssidValueLists.end()) keptLists.emplace(name, std::move(it->second));
+        }
+        dataSet.bssids = std::move(newBssids);
+        dataSet.bssidValueLists = std::move(keptLists);
+    } catch (const std::exception& e) {
+        reportException("getNewDataSet", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+}
+
+int deleteBSSID(DataSet& dataSet, Param param, std::vector<std::string> /*bssidLst*/) {
+    WMP_LOGI("deleteBSSID begin");
+    try {
+        const int recordNum = static_cast<int>(dataSet.records.size());
+        const int bssidNum = static_cast<int>(dataSet.bssids.size());
+        std::vector<std::string> selection;
+        if (param.deleteFlag == 1 && !param.isMainAp) {
+            std::vector<std::string> newBssidLst = getNewBssids(dataSet, param, recordNum, bssidNum);
+            if (newBssidLst.empty()) {
+                WMP_LOGI("newBssidLst.size == 0");
+                return 0;
+            }
+            selection = filterBssids(dataSet, recordNum, param, std::move(newBssidLst));
+        }
+        if (param.isMainAp) selection = dataSet.bssids;
+        if (selection.empty()) return 0;
+        const int newBssidNum = static_cast<int>(selection.size());
+        getNewDataSet(dataSet, recordNum, newBssidNum, param, std::move(selection));
+        return 1;
+    } catch (const std::exception& e) {
+        reportException("deleteBSSID", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return 0;
+}
+
+}  // namespace wmpcore

@@ -1,0 +1,371 @@
+#include "GraphClustering.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <deque>
+#include <iterator>
+
+#include "WmpReport.h"
+#include "WmpText.h"
+
+namespace wmpcore {
+
+namespace {
+
+using CharMatrix = std::vector<std::vector<char>>;
+constexpr char kJoined = 1;
+// Groups up to this size are never split by the rectangle relation.
+constexpr size_t kMaxUnprunedGroup = 3;
+
+// The shared bodies below take their inputs by reference; the by-value
+// functions of the interface wrap them.
+
+std::vector<int> nonZeroIndices(const std::vector<float>& levels) {
+    std::vector<int> indices;
+    for (size_t k = 0; k < levels.size(); ++k) {
+        if (levels[k] != 0.0f) indices.push_back(static_cast<int>(k));
+    }
+    return indices;
+}
+
+void sharedIndices(const std::vector<int>& a, const std::vector<int>& b, std::vector<int>& out) {
+    out.clear();
+    std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(out));
+}
+
+// Largest squared level difference over the shared access points, each
+// difference truncated toward zero first. Squares are taken in 64 bits and
+// held at INT_MAX so that absurd levels can never wrap into a join.
+int maxSquaredDifference(const std::vector<float>& a, const std::vector<float>& b, const std::vector<int>& share) {
+    int64_t largest = 0;
+    for (int k : share) {
+        const auto pos = static_cast<size_t>(k);
+        const int64_t diff = truncToInt(a.at(pos) - b.at(pos));
+        largest = std::max(largest, std::min<int64_t>(diff * diff, INT_MAX));
+    }
+    return static_cast<int>(largest);
+}
+
+CharMatrix subMatrix(const std::vector<uint32_t>& rows, int rowNum, const std::vector<uint32_t>& cols, int colNum,
+                     const CharMatrix& mat) {
+    CharMatrix sub;
+    try {
+        for (int i = 0; i < rowNum; ++i) {
+            sub.emplace_back();
+            const uint32_t r = rows.at(static_cast<size_t>(i));
+            // Greater-than tests: an index equal to the size fails in at().
+            if (r > mat.size()) continue;
+            const std::vector<char>& row = mat.at(r);
+            for (int j = 0; j < colNum; ++j) {
+                const uint32_t c = cols.at(static_cast<size_t>(j));
+                if (c > row.size()) break;
+                sub.back().push_back(row.at(c));
+            }
+        }
+    } catch (const std::exception& e) {
+        reportException("getSubAdjMatByVec", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return sub;
+}
+
+std::vector<unsigned int> neighbours(const CharMatrix& mat, unsigned int a, unsigned int b) {
+    std::vector<unsigned int> found;
+    if (a >= mat.size()) return found;
+    const std::vector<char>& row = mat[a];
+    for (size_t v = 0; v < row.size(); ++v) {
+        const auto node = static_cast<unsigned int>(v);
+        if (row[v] == kJoined && node != a && node != b) found.push_back(node);
+    }
+    return found;
+}
+
+int sumCells(const std::vector<uint32_t>& rows, const std::vector<uint32_t>& cols, const CharMatrix& mat) {
+    int sum = 0;
+    for (uint32_t i : rows) {
+        if (i > mat.size()) return 0;
+        const std::vector<char>& row = mat.at(i);
+        for (uint32_t j : cols) {
+            if (j > row.size()) return 0;
+            sum += row.at(j);
+        }
+    }
+    return sum;
+}
+
+// A join survives unless the links between the two neighbourhoods are
+// sparser than `strength`; with a neighbourhood empty the density is 0/0,
+// which is below nothing.
+bool weaklySupported(int links, size_t np, size_t nq, float strength) {
+    const int possible = static_cast<int>(np * nq);
+    if (possible == 0) return false;
+    return static_cast<float>(links) / static_cast<float>(possible) < strength;
+}
+
+void clearJoin(CharMatrix& mat, uint32_t a, uint32_t b) {
+    mat.at(a).at(b) = 0;
+    mat.at(b).at(a) = 0;
+}
+
+// The rectangle test on one group, step by step on the sub-matrix.
+void pruneGroupByCells(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
+    const size_t k = members.size();
+    for (size_t p = 0; p < k; ++p) {
+        for (size_t q = p + 1; q < k; ++q) {
+            if (sub.at(p).at(q) == 0) continue;
+            const auto np = neighbours(sub, static_cast<unsigned int>(p), static_cast<unsigned int>(q));
+            const auto nq = neighbours(sub, static_cast<unsigned int>(q), static_cast<unsigned int>(p));
+            const int links = sumCells(np, nq, sub);
+            if (weaklySupported(links, np.size(), nq.size(), strength)) clearJoin(mat, members[p], members[q]);
+        }
+    }
+}
+
+// The same test on a square 0/1 sub-matrix, with rows as bit sets: the
+// links between the neighbourhoods are popcounts of row intersections.
+class BitRows {
+public:
+    explicit BitRows(const CharMatrix& sub) : mWords((sub.size() + 63) / 64), mBits(sub.size() * mWords, 0) {
+        for (size_t i = 0; i < sub.size(); ++i) {
+            for (size_t j = 0; j < sub[i].size(); ++j) {
+                if (sub[i][j] != 0) mBits[i * mWords + j / 64] |= uint64_t{1} << (j % 64);
+            }
+        }
+    }
+    [[nodiscard]] size_t words() const { return mWords; }
+    [[nodiscard]] const uint64_t* row(size_t i) const { return &mBits[i * mWords]; }
+
+private:
+    size_t mWords;
+    std::vector<uint64_t> mBits;
+};
+
+bool isSquareBinary(const CharMatrix& sub, size_t k) {
+    if (sub.size() != k) return false;
+    for (const auto& row : sub) {
+        if (row.size() != k) return false;
+        for (char cell : row) {
+            if (cell != 0 && cell != kJoined) return false;
+        }
+    }
+    return true;
+}
+
+size_t popcount(uint64_t w) {
+    return static_cast<size_t>(__builtin_popcountll(w));
+}
+
+void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
+    const size_t k = members.size();
+    const BitRows bits(sub);
+    const size_t words = bits.words();
+    std::vector<uint64_t> np(words);
+    std::vector<uint64_t> nq(words);
+    for (size_t p = 0; p < k; ++p) {
+        for (size_t q = p + 1; q < k; ++q) {
+            if (sub[p][q] == 0) continue;
+            size_t npCount = 0;
+            size_t nqCount = 0;
+            for (size_t w = 0; w < words; ++w) {
+                np[w] = bits.row(p)[w];
+                nq[w] = bits.row(q)[w];
+            }
+            for (size_t self : {p, q}) {
+                np[self / 64] &= ~(uint64_t{1} << (self % 64));
+                nq[self / 64] &= ~(uint64_t{1} << (self % 64));
+            }
+            for (size_t w = 0; w < words; ++w) {
+                npCount += popcount(np[w]);
+                nqCount += popcount(nq[w]);
+            }
+            int links = 0;
+            for (size_t w = 0; w < words; ++w) {
+                for (uint64_t rest = np[w]; rest != 0; rest &= rest - 1) {
+                    const size_t i = w * 64 + static_cast<size_t>(__builtin_ctzll(rest));
+                    const uint64_t* row = bits.row(i);
+                    for (size_t x = 0; x < words; ++x) links += static_cast<int>(popcount(row[x] & nq[x]));
+                }
+            }
+            if (weaklySupported(links, npCount, nqCount, strength)) clearJoin(mat, members[p], members[q]);
+        }
+    }
+}
+
+// Builds the similarity graph of the batch fingerprints into `work`.
+void buildGraph(const std::vector<BatchFp>& fps, const Param& param, MatrixEx& work) {
+    const size_t n = fps.size();
+    std::vector<std::vector<int>> heard;
+    heard.reserve(n);
+    for (const BatchFp& fp : fps) heard.push_back(nonZeroIndices(fp.second));
+    std::vector<int> share;
+    for (size_t i = 0; i < n; ++i) {
+        char* rowI = work.row(static_cast<uint32_t>(i));
+        rowI[i] = kJoined;
+        for (size_t j = i + 1; j < n; ++j) {
+            sharedIndices(heard[i], heard[j], share);
+            const float ti = param.shareRatioParam * static_cast<float>(heard[i].size());
+            const float tj = param.shareRatioParam * static_cast<float>(heard[j].size());
+            const float t = std::max(ti, tj);
+            char joined = 0;
+            if (static_cast<float>(share.size()) > t) {
+                joined = maxSquaredDifference(fps[i].second, fps[j].second, share) < param.maxDist ? kJoined : 0;
+            }
+            rowI[j] = joined;
+            work.row(static_cast<uint32_t>(j))[i] = joined;
+        }
+    }
+}
+
+}  // namespace
+
+MatrixEx::MatrixEx(uint32_t rowNum, uint32_t colNum)
+    : mRowNum(rowNum), mColNum(colNum), mRows(std::make_unique<std::unique_ptr<char[]>[]>(rowNum)) {
+    for (uint32_t r = 0; r < rowNum; ++r) mRows[r] = std::make_unique<char[]>(colNum);
+}
+
+MatrixEx::~MatrixEx() {
+    for (uint32_t r = 0; r < mRowNum; ++r) mRows[r].reset();
+    mRows.reset();
+    mRowNum = 0;
+    mColNum = 0;
+}
+
+std::set<int> getNonZeroLst(BatchFp fp) {
+    const auto indices = nonZeroIndices(fp.second);
+    return {indices.begin(), indices.end()};
+}
+
+std::vector<int> getShare_mac(std::set<int> a, std::set<int> b) {
+    std::vector<int> share;
+    std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(share));
+    return share;
+}
+
+int compute_dist_share(BatchFp a, BatchFp b, std::vector<int> share) {
+    return maxSquaredDifference(a.second, b.second, share);
+}
+
+std::vector<std::vector<char>> getSubAdjMatByVec(std::vector<uint32_t> rows, int rowNum, std::vector<uint32_t> cols,
+                                                 int colNum, std::vector<std::vector<char>> mat) {
+    return subMatrix(rows, rowNum, cols, colNum, mat);
+}
+
+std::vector<unsigned int> findNeighbors(std::vector<std::vector<char>> mat, unsigned int a, unsigned int b) {
+    return neighbours(mat, a, b);
+}
+
+int sumMatBy2Vec(std::vector<uint32_t> rows, std::vector<uint32_t> cols, std::vector<std::vector<char>> mat) {
+    return sumCells(rows, cols, mat);
+}
+
+NonRecDFSTraverseResutl NonRecDFSTraverse(std::vector<std::vector<char>> mat, int size) {
+    NonRecDFSTraverseResutl result;
+    try {
+        WMP_LOGI("NonRecDFSTraverse begin,001");
+        WMP_LOGI("NonRecDFSTraverse begin,mat.size = %d ,size = %d ", static_cast<int>(mat.size()), size);
+        if (mat.empty()) return result;
+        std::array<bool, kMaxSearchNodes> visited{};
+        std::deque<int32_t> stack;
+        for (int32_t u = 0; u < size; ++u) {
+            if (visited.at(static_cast<size_t>(u))) continue;
+            visited.at(static_cast<size_t>(u)) = true;
+            std::vector<int32_t> group{u};
+            stack.push_back(u);
+            while (!stack.empty()) {
+                const std::vector<char>& row = mat.at(static_cast<size_t>(stack.back()));
+                int32_t next = -1;
+                for (int32_t v = 0; v < size; ++v) {
+                    const auto pos = static_cast<size_t>(v);
+                    if (row.at(pos) == kJoined && !visited.at(pos)) {
+                        next = v;
+                        break;
+                    }
+                }
+                if (next < 0) {
+                    stack.pop_back();
+                    continue;
+                }
+                visited.at(static_cast<size_t>(next)) = true;
+                group.push_back(next);
+                stack.push_back(next);
+            }
+            // Groups are numbered from 1 in the order they are found.
+            const int32_t number = result.groupNum + 1;
+            for (int32_t member : group) result.groupOf[member] = number;
+            result.groupSizes.push_back(static_cast<int32_t>(group.size()));
+            result.groups.push_back(std::move(group));
+            result.groupNum = number;
+        }
+    } catch (const std::exception& e) {
+        reportException("NonRecDFSTraverse", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return result;
+}
+
+std::vector<std::vector<char>> rectangleRel(std::vector<std::vector<char>> mat, NonRecDFSTraverseResutl result,
+                                            Param param) {
+    try {
+        for (const auto& group : result.groups) {
+            if (group.size() <= kMaxUnprunedGroup) continue;
+            const std::vector<uint32_t> members(group.begin(), group.end());
+            const int k = static_cast<int>(members.size());
+            // Judged on the group's links as they were before this pass.
+            const CharMatrix sub = subMatrix(members, k, members, k, mat);
+            if (isSquareBinary(sub, members.size())) {
+                pruneGroupByBits(mat, members, sub, param.connectedStrength);
+            } else {
+                pruneGroupByCells(mat, members, sub, param.connectedStrength);
+            }
+        }
+    } catch (const std::exception& e) {
+        // Reported under the graph clustering's name.
+        reportException("graphClustering", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return mat;
+}
+
+NonRecDFSTraverseResutl graphClustering(DataSet& dataSet, Param param) {
+    NonRecDFSTraverseResutl result;
+    try {
+        WMP_LOGI("graphClustering begin 001");
+        CharMatrix mat;
+        {
+            MatrixEx work(kMaxGraphBatches, kMaxGraphBatches);
+            const int n = static_cast<int>(dataSet.batchClusters.size());
+            WMP_LOGI("graphClustering begin 00201 record_num: %d", n);
+            if (n > kMaxGraphBatches) {
+                WMP_LOGI("graphClustering begin 00202 failure record_num:%d > %d.", n, kMaxGraphBatches);
+                return result;
+            }
+            WMP_LOGI("graphClustering begin 002");
+            buildGraph(dataSet.batchClusters, param, work);
+            WMP_LOGI("graphClustering begin 004");
+            mat.reserve(static_cast<size_t>(n));
+            for (int i = 0; i < n; ++i) {
+                const char* row = work.row(static_cast<uint32_t>(i));
+                mat.emplace_back(row, row + n);
+            }
+        }
+        const int n = static_cast<int>(mat.size());
+        WMP_LOGI("graphClustering begin 005");
+        result = NonRecDFSTraverse(mat, n);
+        if (param.connectedStrength > 0.0f) {
+            auto pruned = rectangleRel(std::move(mat), result, param);
+            result = NonRecDFSTraverse(std::move(pruned), n);
+        }
+    } catch (const std::exception& e) {
+        reportException("graphClustering", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return result;
+}
+
+}  // namespace wmpcore

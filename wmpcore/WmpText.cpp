@@ -1,0 +1,106 @@
+#include "WmpText.h"
+
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <locale>
+#include <sstream>
+
+#include "WmpReport.h"
+
+namespace wmpcore {
+
+namespace {
+// Default stream precision: the shorter of fixed and scientific, six digits.
+constexpr int kFloatDigits = 6;
+constexpr size_t kNumberBufSize = 64;
+}  // namespace
+
+std::vector<std::string> split2(const std::string& s, const std::string& separators) {
+    std::vector<std::string> tokens;
+    try {
+        std::string::size_type pos = 0;
+        while (pos < s.size()) {
+            const auto begin = s.find_first_not_of(separators, pos);
+            if (begin == std::string::npos) break;
+            auto end = s.find_first_of(separators, begin);
+            if (end == std::string::npos) end = s.size();
+            tokens.emplace_back(s, begin, end - begin);
+            pos = end;
+        }
+    } catch (const std::exception& e) {
+        reportException("split2", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return tokens;
+}
+
+void appendFloat(std::string& out, float f) {
+    // Same characters as inserting the float into a classic-locale stream
+    // (printf "%g" with six digits), without the cost of a stream per value.
+    char buf[kNumberBufSize];
+    const auto res = std::to_chars(buf, buf + sizeof(buf), f, std::chars_format::general, kFloatDigits);
+    out.append(buf, res.ptr);
+}
+
+void appendInt(std::string& out, int i) {
+    char buf[kNumberBufSize];
+    const auto res = std::to_chars(buf, buf + sizeof(buf), i);
+    out.append(buf, res.ptr);
+}
+
+std::string floatTostr(float f) {
+    std::string s;
+    appendFloat(s, f);
+    return s;
+}
+
+std::string int2str(int i) {
+    std::string s;
+    appendInt(s, i);
+    return s;
+}
+
+std::string char2str(char c) {
+    std::stringstream ss;
+    ss.imbue(std::locale::classic());
+    ss << c;
+    std::string word;
+    ss >> word;
+    return word;
+}
+
+std::string IntToStr(int i) {
+    std::ostringstream os;
+    os.imbue(std::locale::classic());
+    os << i;
+    return os.str();
+}
+
+float strToFloat(const std::string& s) {
+    float f = 0.0f;
+    std::istringstream is(s);
+    is.imbue(std::locale::classic());
+    is >> f;
+    return f;
+}
+
+int parseInt(const std::string& s) {
+    // atoi is strtol narrowed to int, without atoi's undefined overflow.
+    return static_cast<int>(std::strtol(s.c_str(), nullptr, 10));
+}
+
+float parseFloat(const std::string& s) {
+    return static_cast<float>(std::strtod(s.c_str(), nullptr));
+}
+
+int truncToInt(float f) {
+    if (std::isnan(f)) return 0;
+    if (f >= static_cast<float>(INT_MAX)) return INT_MAX;
+    if (f <= static_cast<float>(INT_MIN)) return INT_MIN;
+    return static_cast<int>(f);
+}
+
+}  // namespace wmpcore
