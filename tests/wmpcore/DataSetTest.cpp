@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include "DataSet.h"
+#include "LogCapture.h"
+
+namespace wmpcore {
+namespace {
+
+DataSet build(std::vector<std::string> rows) {
+    return getDataSet(std::move(rows), Param{});
+}
+
+TEST(DataSetBuild, TooFewRowsGiveAnEmptySetWithTheFixedHeaderText) {
+    for (auto rows : {std::vector<std::string>{}, std::vector<std::string>{"batch,label,b1"}}) {
+        DataSet ds = build(rows);
+        EXPECT_TRUE(ds.records.empty());
+        EXPECT_TRUE(ds.header.empty());
+        EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,;");
+    }
+}
+
+TEST(DataSetBuild, TextOfOneRecordLackingABssid) {
+    mqqoe::testing::LogCapture log;
+    DataSet ds = build({"orginBatch,batch,label,timestamp,link_speed,b1,b2", "3,1,L,T,S,0.5"});
+    ASSERT_EQ(ds.records.size(), 1U);
+    EXPECT_EQ(ds.records[0].bssidValues.count("b2"), 0U);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,b1,b2,;3,1,L,T,S,0.5,0;");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "WmpCore:getStrResult: \n");
+    // The writer adds the missing key to the record.
+    EXPECT_EQ(ds.records[0].bssidValues.count("b2"), 1U);
+    EXPECT_TRUE(log.contains(4, "WmpCore DataSet:", "getStrResult begin"));
+    EXPECT_TRUE(log.contains(4, "WmpCore:", "getDataSet begin"));
+}
+
+TEST(DataSetBuild, HeaderWithoutBssids) {
+    DataSet ds = build({"batch,label,timestamp,link_speed", "4,L,T,S"});
+    EXPECT_TRUE(ds.bssids.empty());
+    EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,;0,4,L,T,S;");
+}
+
+TEST(DataSetBuild, ZeroLevelsAreKeptButNotCountedAsHeard) {
+    DataSet ds = build({"batch,b1,b2", "7,0.0,-60", "8,-55,0"});
+    EXPECT_EQ(ds.bssidValueLists["b1"], (std::vector<float>{0.0f, -55.0f}));
+    EXPECT_EQ(ds.bssidBatches["b1"], (std::set<int32_t>{8}));
+    EXPECT_EQ(ds.bssidBatches["b2"], (std::set<int32_t>{7}));
+    EXPECT_EQ(ds.records[0].bssidValues.at("b1"), 0.0f);
+    EXPECT_EQ(ds.batches, (std::vector<int32_t>{7, 8}));
+}
+
+TEST(DataSetBuild, BssidBeforeTheBatchColumnRecordsBatchZero) {
+    DataSet ds = build({"b1,batch", "-50,6"});
+    EXPECT_EQ(ds.bssidBatches["b1"], (std::set<int32_t>{0}));
+    EXPECT_EQ(ds.records[0].batch, 6);
+}
+
+TEST(DataSetBuild, ValuesArePlacedByPositionFromTheFirstBssidColumn) {
+    DataSet ds = build({"b1,label,b2,b3", "1,L,2,3"});
+    const auto& values = ds.records[0].bssidValues;
+    EXPECT_EQ(values.at("b1"), 1.0f);
+    EXPECT_EQ(values.at("b3"), 2.0f);
+    EXPECT_EQ(values.count("b2"), 0U);
+    EXPECT_EQ(ds.records[0].label, "L");
+}
+
+TEST(DataSetBuild, RowsOfAnyShape) {
+    DataSet ds = build({"batch,label,b1,b1", "1,A,-40,-41,-42,-43", "", ",,,", "2,B", "x,C,1e40,nan"});
+    ASSERT_EQ(ds.records.size(), 3U);
+    // Extra fields are dropped; the first value of a repeated name wins.
+    EXPECT_EQ(ds.records[0].bssidValues.at("b1"), -40.0f);
+    EXPECT_EQ(ds.bssidValueLists["b1"].size(), 4U);
+    EXPECT_TRUE(ds.records[1].bssidValues.empty());
+    EXPECT_EQ(ds.records[2].batch, 0);
+    EXPECT_EQ(ds.labels, (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,b1,b1,;0,1,A,,,-40,-40;0,2,B,,,0,0;"
+                              "0,0,C,,,inf,inf;");
+}
+
+TEST(DataSetReset, AppendsBatchesEveryTime) {
+    DataSet ds = build({"batch,b1", "2,-1", "5,-1", "2,-1"});
+    mqqoe::testing::LogCapture log;
+    reSetDataSet(ds, Param{});
+    EXPECT_TRUE(log.contains(4, "WmpCore:", "getNewDataSet begin,recordNum = 3,newbssids.size = 1"));
+    EXPECT_EQ(ds.batches, (std::vector<int32_t>{2, 5, 2, 2, 5, 2}));
+    reSetDataSet(ds, Param{});
+    EXPECT_EQ(ds.batches.size(), 9U);
+    EXPECT_EQ(ds.batchSet, (std::set<int32_t>{2, 5}));
+}
+
+}  // namespace
+}  // namespace wmpcore

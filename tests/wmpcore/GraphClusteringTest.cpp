@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "GraphClustering.h"
+#include "LogCapture.h"
+
+namespace wmpcore {
+namespace {
+
+using Matrix = std::vector<std::vector<char>>;
+using Groups = std::vector<std::vector<int32_t>>;
+
+NonRecDFSTraverseResutl cluster(std::vector<BatchFp> fps, const std::vector<std::string>& params = {}) {
+    DataSet ds;
+    ds.batchClusters = std::move(fps);
+    return graphClustering(ds, getParamByArr(params));
+}
+
+std::vector<float> heardAt(size_t columns, std::initializer_list<size_t> heard, float level = -50.0f) {
+    std::vector<float> v(columns, 0.0f);
+    for (size_t k : heard) v[k] = level;
+    return v;
+}
+
+TEST(GraphClustering, NoBatchesAndOneBatch) {
+    EXPECT_EQ(cluster({}).groupNum, 0);
+    const auto one = cluster({{1, {-50.0f}}});
+    EXPECT_EQ(one.groupNum, 1);
+    EXPECT_EQ(one.groups, (Groups{{0}}));
+    EXPECT_EQ(one.groupOf, (std::map<int32_t, int32_t>{{0, 1}}));
+}
+
+TEST(GraphClustering, JoinedPairAndALoneBatch) {
+    const auto r = cluster({{1, {-50.0f, -60.0f}}, {2, {-52.0f, -61.0f}}, {3, {0.0f, 0.0f}}});
+    EXPECT_EQ(r.groups, (Groups{{0, 1}, {2}}));
+    EXPECT_EQ(r.groupSizes, (std::vector<int32_t>{2, 1}));
+    EXPECT_EQ(r.groupOf, (std::map<int32_t, int32_t>{{0, 1}, {1, 1}, {2, 2}}));
+}
+
+TEST(GraphClustering, SharedAccessPointsMustExceedTheRatioOfTheLargerSet) {
+    const auto ten = heardAt(11, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_EQ(cluster({{1, ten}, {2, heardAt(11, {0, 1, 2, 3, 4, 5})}}, {"shareRatioParam=0.5"}).groupNum, 1);
+    EXPECT_EQ(cluster({{1, ten}, {2, heardAt(11, {0, 1, 2, 3, 4, 10})}}, {"shareRatioParam=0.5"}).groupNum, 2);
+    // No shared access point, whatever the distance allows.
+    EXPECT_EQ(cluster({{1, heardAt(2, {0})}, {2, heardAt(2, {1})}}, {"maxDist=100000"}).groupNum, 2);
+}
+
+TEST(GraphClustering, TruncatedSquaredDifferenceMustBeBelowMaxDist) {
+    EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-60.0f}}}).groupNum, 2);
+    EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-60.0f}}}, {"maxDist=101"}).groupNum, 1);
+    EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-59.9f}}}).groupNum, 1);
+    EXPECT_EQ(compute_dist_share({1, {-50.0f, 1e30f}}, {2, {-40.0f, -1e30f}}, {0}), 100);
+    EXPECT_EQ(compute_dist_share({1, {1e30f}}, {2, {-1e30f}}, {0}), INT32_MAX);
+}
+
+TEST(GraphClustering, MoreThanFiveHundredBatchesAreRefused) {
+    std::vector<BatchFp> fps;
+    for (int b = 1; b <= 500; ++b) fps.push_back({b, {-50.0f}});
+    EXPECT_EQ(cluster(fps).groupNum, 1);
+    fps.push_back({501, {-50.0f}});
+    mqqoe::testing::LogCapture log;
+    const auto r = cluster(fps);
+    EXPECT_EQ(r.groupNum, 0);
+    EXPECT_TRUE(r.groupOf.empty());
+    EXPECT_TRUE(log.contains(4, "WmpCore:", "graphClustering begin 00202 failure record_num:501 > 500."));
+}
+
+TEST(GraphClustering, ChainOfFourFallsApartUnlessThePruningIsOff) {
+    // Neighbours differ by 8 units, batches two apart by 16.
+    const std::vector<BatchFp> chain = {{1, {-50.0f}}, {2, {-58.0f}}, {3, {-66.0f}}, {4, {-74.0f}}};
+    EXPECT_EQ(cluster(chain, {"connectedStrength=0"}).groups, (Groups{{0, 1, 2, 3}}));
+    EXPECT_EQ(cluster(chain).groups, (Groups{{0, 1}, {2, 3}}));
+    // Three members are never split.
+    EXPECT_EQ(cluster({chain[0], chain[1], chain[2]}, {"connectedStrength=1"}).groupNum, 1);
+    // A clique is fully supported.
+    const std::vector<BatchFp> clique = {{1, {-50.0f}}, {2, {-51.0f}}, {3, {-52.0f}}, {4, {-53.0f}}};
+    EXPECT_EQ(cluster(clique, {"connectedStrength=1"}).groupNum, 1);
+}
+
+TEST(GroupSearch, DepthFirstOrderWithLowestNeighbourFirst) {
+    const Matrix mat = {{1, 0, 1, 0}, {0, 1, 1, 0}, {1, 1, 1, 0}, {0, 0, 0, 1}};
+    const auto r = NonRecDFSTraverse(mat, 4);
+    EXPECT_EQ(r.groups, (Groups{{0, 2, 1}, {3}}));
+    EXPECT_EQ(r.groupSizes, (std::vector<int32_t>{3, 1}));
+    EXPECT_EQ(NonRecDFSTraverse({}, 0).groupNum, 0);
+    // A matrix smaller than the size it claims is reported, not overrun.
+    EXPECT_EQ(NonRecDFSTraverse({{1}}, 3).groupNum, 0);
+}
+
+TEST(GroupSearch, MatrixHelpersStayInBounds) {
+    const Matrix mat = {{1, 1}, {1, 1}};
+    EXPECT_EQ(getSubAdjMatByVec({0, 5}, 2, {1, 0}, 2, mat), (Matrix{{1, 1}, {}}));
+    EXPECT_EQ(getSubAdjMatByVec({0}, 1, {0, 7, 1}, 3, mat), (Matrix{{1}}));
+    EXPECT_EQ(sumMatBy2Vec({0, 1}, {0, 1}, mat), 4);
+    EXPECT_EQ(sumMatBy2Vec({0}, {9}, mat), 0);
+    EXPECT_EQ(sumMatBy2Vec({}, {0}, mat), 0);
+    EXPECT_EQ(findNeighbors(mat, 0, 9), (std::vector<unsigned int>{1}));
+    EXPECT_TRUE(findNeighbors(mat, 4, 0).empty());
+}
+
+// The rectangle pass written out with the matrix helpers, one join at a time.
+Matrix pruneByDefinition(const Matrix& mat, const NonRecDFSTraverseResutl& r, float strength) {
+    Matrix out = mat;
+    for (const auto& g : r.groups) {
+        if (g.size() <= 3) continue;
+        const std::vector<uint32_t> m(g.begin(), g.end());
+        const int k = static_cast<int>(m.size());
+        const Matrix sub = getSubAdjMatByVec(m, k, m, k, mat);
+        for (unsigned p = 0; p < m.size(); ++p) {
+            for (unsigned q = p + 1; q < m.size(); ++q) {
+                if (sub[p][q] == 0) continue;
+                const auto np = findNeighbors(sub, p, q);
+                const auto nq = findNeighbors(sub, q, p);
+                const auto possible = static_cast<float>(np.size() * nq.size());
+                if (possible > 0 && static_cast<float>(sumMatBy2Vec(np, nq, sub)) / possible < strength) {
+                    out[m[p]][m[q]] = 0;
+                    out[m[q]][m[p]] = 0;
+                }
+            }
+        }
+    }
+    return out;
+}
+
+TEST(RectangleRelation, AgreesWithTheDefinitionOnRandomGraphs) {
+    std::mt19937 rng(11);
+    for (int round = 0; round < 60; ++round) {
+        const size_t n = 4 + rng() % 90;
+        const double density = 0.02 + (rng() % 100) / 100.0 * 0.5;
+        Matrix mat(n, std::vector<char>(n, 0));
+        for (size_t i = 0; i < n; ++i) {
+            mat[i][i] = 1;
+            for (size_t j = i + 1; j < n; ++j) mat[i][j] = mat[j][i] = (rng() % 1000) < density * 1000 ? 1 : 0;
+        }
+        const auto groups = NonRecDFSTraverse(mat, static_cast<int>(n));
+        const float strength = static_cast<float>(rng() % 100) / 100.0f;
+        Param p;
+        p.connectedStrength = strength;
+        ASSERT_EQ(rectangleRel(mat, groups, p), pruneByDefinition(mat, groups, strength)) << round;
+    }
+}
+
+}  // namespace
+}  // namespace wmpcore

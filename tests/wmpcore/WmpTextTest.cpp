@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <locale>
+#include <random>
+#include <sstream>
+
+#include "LogCapture.h"
+#include "WmpParam.h"
+#include "WmpText.h"
+
+namespace wmpcore {
+namespace {
+
+using Tokens = std::vector<std::string>;
+
+// What a classic-locale stream writes and the first word read back out.
+template <typename T>
+std::string streamWord(T value) {
+    std::stringstream ss;
+    ss.imbue(std::locale::classic());
+    ss << value;
+    std::string word;
+    ss >> word;
+    return word;
+}
+
+TEST(Split2, SeparatorRunsCollapseAndNoTokenIsEmpty) {
+    EXPECT_EQ(split2("a==b", "="), (Tokens{"a", "b"}));
+    EXPECT_EQ(split2("key=", "="), (Tokens{"key"}));
+    EXPECT_EQ(split2("=5", "="), (Tokens{"5"}));
+    EXPECT_EQ(split2("a=b=c", "="), (Tokens{"a", "b", "c"}));
+    EXPECT_EQ(split2(",,x,;y,", ",;"), (Tokens{"x", "y"}));
+    EXPECT_EQ(split2("whole", ""), (Tokens{"whole"}));
+    EXPECT_TRUE(split2("", ",").empty());
+    EXPECT_TRUE(split2(",,,", ",").empty());
+}
+
+TEST(NumberText, FloatTextMatchesTheClassicStreamForAnyBitPattern) {
+    EXPECT_EQ(floatTostr(0.3f), "0.3");
+    EXPECT_EQ(floatTostr(100.0f), "100");
+    EXPECT_EQ(floatTostr(1234567.0f), "1.23457e+06");
+    EXPECT_EQ(floatTostr(-61.5f), "-61.5");
+    std::mt19937 rng(7);
+    for (int i = 0; i < 200000; ++i) {
+        const uint32_t bits = rng();
+        float f = 0;
+        std::memcpy(&f, &bits, sizeof(f));
+        ASSERT_EQ(floatTostr(f), streamWord(f)) << bits;
+        const auto n = static_cast<int>(bits);
+        ASSERT_EQ(int2str(n), streamWord(n));
+        ASSERT_EQ(IntToStr(n), streamWord(n));
+    }
+}
+
+TEST(NumberText, CharAndFloatParsing) {
+    EXPECT_EQ(char2str('x'), "x");
+    EXPECT_EQ(char2str(' '), "");
+    EXPECT_EQ(char2str('\n'), "");
+    EXPECT_FLOAT_EQ(strToFloat("3.5abc"), 3.5f);
+    EXPECT_FLOAT_EQ(strToFloat("  -2.25"), -2.25f);
+    EXPECT_EQ(strToFloat("abc"), 0.0f);
+    EXPECT_EQ(strToFloat(""), 0.0f);
+}
+
+TEST(NumberText, OutOfRangeValuesStayDefined) {
+    EXPECT_EQ(truncToInt(-61.7f), -61);
+    EXPECT_EQ(truncToInt(1e30f), INT32_MAX);
+    EXPECT_EQ(truncToInt(-1e30f), INT32_MIN);
+    EXPECT_EQ(truncToInt(std::nanf("")), 0);
+    EXPECT_EQ(parseInt("12abc"), 12);
+    EXPECT_EQ(parseInt("x"), 0);
+}
+
+TEST(ParamParsing, EmptyListGivesDefaultsAndLogsTheCount) {
+    mqqoe::testing::LogCapture log;
+    const Param p = getParamByArr({});
+    EXPECT_TRUE(log.contains(4, "WmpCore:getParamByArr:", "vecParams size = 0"));
+    EXPECT_EQ(p.maxDist, 100);
+    EXPECT_EQ(p.nClusters, 7);
+    EXPECT_EQ(p.weightParam, 0.3f);
+    EXPECT_EQ(p.shareRatioParam, 0.66f);
+    EXPECT_EQ(p.connectedStrength, 0.2f);
+    EXPECT_EQ(p.lowerBound, -70);
+    EXPECT_EQ(p.maxBssidNum, 1000);
+    EXPECT_FALSE(p.isMainAp);
+}
+
+TEST(ParamParsing, DocumentedEntries) {
+    EXPECT_EQ(getParamByArr({"nClusters=12"}).nClusters, 12);
+    EXPECT_EQ(getParamByArr({"nClusters = 12"}).nClusters, 7);
+    EXPECT_TRUE(getParamByArr({"isMainAp=2"}).isMainAp);
+    EXPECT_FALSE(getParamByArr({"isMainAp=2", "isMainAp=abc"}).isMainAp);
+    EXPECT_EQ(getParamByArr({"maxDist==150"}).maxDist, 150);
+    EXPECT_EQ(getParamByArr({"weightParam=0.5x"}).weightParam, 0.5f);
+    EXPECT_EQ(getParamByArr({"maxZeroRatio=0.9"}).maxZeroRatio, 0.2f);
+    EXPECT_EQ(getParamByArr({"minFreq=3", "minFreq=9"}).minFreq, 9);
+    EXPECT_EQ(getParamByArr({"threshold=abc"}).threshold, 0);
+    EXPECT_EQ(getParamByArr({"minFreq=2=ignored"}).minFreq, 2);
+    EXPECT_EQ(getParamByArr({"MinFreq=2", "minFreq", "=2", ""}).minFreq, 5);
+}
+
+}  // namespace
+}  // namespace wmpcore
