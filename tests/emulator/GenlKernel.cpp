@@ -21,6 +21,11 @@ int gFamilyId = kDefaultFamilyId;
 bool gSilent = false;
 std::deque<int> gNacks;
 
+int familyId() {
+    std::lock_guard<std::mutex> guard(gLock);
+    return gFamilyId;
+}
+
 template <typename T>
 void put(Bytes& out, size_t offset, const T& value) {
     if (out.size() < offset + sizeof(value)) out.resize(offset + sizeof(value), 0);
@@ -67,21 +72,15 @@ Bytes ackFor(const Bytes& request, int error) {
 
 void answerLookup(Channel& channel, const Bytes& request) {
     Bytes name = attrOf(request, CTRL_ATTR_FAMILY_NAME);
-    int id;
-    {
-        std::lock_guard<std::mutex> guard(gLock);
-        id = gFamilyId;
-    }
     if (name.size() != sizeof(kFamilyName) || std::memcmp(name.data(), kFamilyName, sizeof(kFamilyName)) != 0) {
         channel.deliver(ackFor(request, -ENOENT));
         return;
     }
-    // Laid out like the controller's reply: name, id, then the rest.
-    Bytes idPayload;
-    put(idPayload, 0, static_cast<uint16_t>(id));
+    // Laid out like the controller's reply: the name first, then the id.
+    Bytes id;
+    put(id, 0, static_cast<uint16_t>(familyId()));
     channel.deliver(build(GENL_ID_CTRL, get<uint32_t>(request, 8), get<uint32_t>(request, 12), CTRL_CMD_NEWFAMILY, 2,
-                          {{CTRL_ATTR_FAMILY_NAME, name}, {CTRL_ATTR_FAMILY_ID, idPayload},
-                           {CTRL_ATTR_VERSION, u32Payload(1)}, {CTRL_ATTR_HDRSIZE, u32Payload(0)}}));
+                          {{CTRL_ATTR_FAMILY_NAME, name}, {CTRL_ATTR_FAMILY_ID, id}}));
 }
 
 }  // namespace
@@ -144,25 +143,15 @@ Bytes message(int type, int command, const std::vector<std::pair<int, Bytes>>& a
 bool pushRaw(const Bytes& message) { return deliverToNewest(kGenericProtocol, message); }
 
 bool pushThroughputReport(int uid, uint32_t inPkts, uint32_t outPkts, uint32_t inBytes, uint32_t outBytes) {
-    int family;
-    {
-        std::lock_guard<std::mutex> guard(gLock);
-        family = gFamilyId;
-    }
-    return pushRaw(message(family, 5, {{1, u32Payload(static_cast<uint32_t>(uid))}, {4, u32Payload(inPkts)},
+    return pushRaw(message(familyId(), 5, {{1, u32Payload(static_cast<uint32_t>(uid))}, {4, u32Payload(inPkts)},
                                        {5, u32Payload(outPkts)}, {6, u32Payload(inBytes)}, {7, u32Payload(outBytes)}}));
 }
 
 bool pushAwemeReport(int uid, uint32_t detectIndex, uint32_t curIndex, uint32_t validNum, uint32_t detectState,
                      const Bytes& stallInfo) {
-    int family;
-    {
-        std::lock_guard<std::mutex> guard(gLock);
-        family = gFamilyId;
-    }
     Bytes info = stallInfo;
     info.resize(kStallInfoSize, 0);
-    return pushRaw(message(family, 6,
+    return pushRaw(message(familyId(), 6,
                            {{1, u32Payload(static_cast<uint32_t>(uid))}, {9, u32Payload(detectIndex)},
                             {10, u32Payload(curIndex)}, {11, u32Payload(validNum)}, {12, u32Payload(detectState)},
                             {13, info}}));
