@@ -1,0 +1,123 @@
+package com.android.server.qesta;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotNull;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.android.server.qesta.testing.KernelEmulator;
+import com.android.server.qesta.testing.LogCapture;
+
+import java.io.File;
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
+import java.util.Map;
+
+import org.junit.jupiter.api.BeforeAll;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+
+/** nativeSendQoeCmd against the emulated monitor channel. */
+class QoeCommandTest {
+    private static final int[] WORDS = {100, 101, 102, 103, 104, 105, 106, 107, 108, -16};
+    // Java code -> {monitor code, whether the argument travels, whether a reply comes back}.
+    private static final Map<Integer, int[]> TABLE = Map.of(
+            10, new int[] {0, 0, 0}, 11, new int[] {3, 0, 0}, 15, new int[] {1, 0, 1},
+            17, new int[] {5, 1, 0}, 18, new int[] {6, 1, 0}, 19, new int[] {7, 1, 1},
+            23, new int[] {8, 1, 1});
+
+    private final ZvQestaJniAdapter adapter = new ZvQestaJniAdapter();
+
+    @BeforeAll
+    static void captureLogs() {
+        LogCapture.install();
+    }
+
+    @BeforeEach
+    void resetKernel() {
+        KernelEmulator.reset();
+        KernelEmulator.setMonitorReply(true, WORDS);
+        LogCapture.clear();
+    }
+
+    static ByteBuffer le(byte[] message) {
+        return ByteBuffer.wrap(message).order(ByteOrder.LITTLE_ENDIAN);
+    }
+
+    static int openDescriptors() {
+        return new File("/proc/self/fd").list().length;
+    }
+
+    @Test
+    void everyCommandCodeSendsItsMessageAndOnlyQueriesAnswer() {
+        for (int code = -1; code <= 30; code++) {
+            int before = KernelEmulator.sent(KernelEmulator.MONITOR).length;
+            int[] reply = adapter.nativeSendQoeCmd(code, 70000);
+            byte[][] sent = KernelEmulator.sent(KernelEmulator.MONITOR);
+            int[] row = TABLE.get(code);
+            String where = "code " + code;
+            assertEquals(0, KernelEmulator.openSockets(KernelEmulator.MONITOR), where);
+            if (row == null) {
+                assertEquals(before, sent.length, where);
+                assertNull(reply, where);
+                continue;
+            }
+            assertEquals(before + 1, sent.length, where);
+            ByteBuffer message = le(sent[sent.length - 1]);
+            assertEquals(16, message.capacity(), where);
+            assertEquals(16, message.getInt(0), where);
+            assertEquals(row[0], message.getShort(4), where);
+            assertEquals(row[1] == 1 ? 4464 : 0, message.getShort(6) & 0xFFFF, where);
+            assertEquals(row[0] == 8 ? 70000 : 0, message.getInt(8), where);
+            assertEquals(ProcessHandle.current().pid(), message.getInt(12), where);
+            assertEquals(row[2] == 1, reply != null, where);
+        }
+        assertTrue(LogCapture.contains(4, "ZvQoEJNI", "######### CMD_START_MONITOR ########\n"));
+        assertTrue(LogCapture.contains(4, "ZvQoEJNI", "######### CMD_STOP_MONITOR ########\n"));
+    }
+
+    @Test
+    void replyWordsComeBackW1ToW9ThenW0() {
+        int[] expected = {101, 102, 103, 104, 105, 106, 107, 108, -16, 100};
+        for (int code : new int[] {15, 19, 23}) {
+            assertArrayEquals(expected, adapter.nativeSendQoeCmd(code, 1234), "code " + code);
+        }
+    }
+
+    @Test
+    void silentKernelOrBrokenSocketGivesNullAndTheNextCallWorks() {
+        KernelEmulator.setMonitorReply(false, WORDS);
+        assertNull(adapter.nativeSendQoeCmd(23, 1));
+        assertTrue(LogCapture.contains(3, "ZvQoEJNI", "Received invalid message info.hdr.nlmsg_type =  0\n"),
+                LogCapture.dump());
+
+        KernelEmulator.setMonitorReply(true, WORDS);
+        KernelEmulator.failNextSocket(KernelEmulator.MONITOR, 24 /* EMFILE */);
+        assertNull(adapter.nativeSendQoeCmd(15, 0));
+        assertTrue(LogCapture.contains(6, "ZvQoEJNI", "sendQoeCmd. open monitor_fd error"));
+
+        KernelEmulator.failSends(KernelEmulator.MONITOR, 1, 5 /* EIO */);
+        assertNull(adapter.nativeSendQoeCmd(19, 0));
+        assertTrue(LogCapture.contains(6, "ZvQoEJNI", "send 7 to kernel fail!!!"));
+
+        assertNotNull(adapter.nativeSendQoeCmd(19, 0));
+        assertEquals(0, KernelEmulator.openSockets(KernelEmulator.MONITOR));
+    }
+
+    @Test
+    void manyCommandsLeakNoDescriptor() {
+        for (int code = 10; code <= 23; code++) {
+            adapter.nativeSendQoeCmd(code, 0);  // warm up the JNI paths
+        }
+        int before = openDescriptors();
+        for (int i = 0; i < 500; i++) {
+            if (i % 40 == 0) {
+                KernelEmulator.failSends(KernelEmulator.MONITOR, 1, 5);
+            }
+            adapter.nativeSendQoeCmd(10 + i % 14, i);
+        }
+        assertEquals(before, openDescriptors());
+        assertEquals(0, KernelEmulator.openSockets(-1));
+    }
+}
