@@ -120,13 +120,14 @@ FingerprintSet generateBuilding(const BuildingSpec& spec) {
         const size_t place = visits[b];
         set.placeOfBatch[batch] = static_cast<int32_t>(place);
         const int linkSpeed = kLinkSpeeds[rng.below(std::size(kLinkSpeeds))];
+        const double deviceOffset = spec.deviceOffsetSigmaDb * rng.normal();
         const std::string fixed = std::to_string(batch) + "," + std::to_string(batch) + ",F" +
                                   std::to_string(places[place].floor) + ",";
         for (int s = 0; s < spec.scansPerBatch; ++s) {
             const int64_t timestamp = kFirstScanMs + static_cast<int64_t>(b) * kBatchSpacingMs + s * kScanSpacingMs;
             std::string row = fixed + std::to_string(timestamp) + "," + std::to_string(linkSpeed);
             for (size_t a = 0; a < aps.size(); ++a) {
-                const double rssi = level[place][a] + spec.fadingSigmaDb * rng.normal();
+                const double rssi = level[place][a] + deviceOffset + spec.fadingSigmaDb * rng.normal();
                 const bool heard = rssi >= spec.sensitivityDbm && rng.uniform() >= spec.missChance;
                 const long value = heard ? std::lround(std::min(rssi, -1.0)) : 0;
                 row.append(",").append(std::to_string(value));

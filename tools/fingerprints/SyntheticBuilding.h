@@ -25,6 +25,8 @@ struct BuildingSpec {
     double floorLossDb = 15.0;
     double shadowingSigmaDb = 4.0;
     double fadingSigmaDb = 2.0;
+    // Gain offset of the phone taking a batch.
+    double deviceOffsetSigmaDb = 2.0;
     double sensitivityDbm = -95.0;
     // Chance that a scan misses an access point it could hear.
     double missChance = 0.05;

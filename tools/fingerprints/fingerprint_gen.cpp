@@ -1,9 +1,9 @@
 // Writes synthetic or converted fingerprint sets to files and scores a
 // clustering model against their ground truth; the Java simulator drives it.
 //
-//   fingerprints synth --out ROWS --truth TRUTH [--rows N --bssids M --batches K --seed S]
-//   fingerprints uji CSV --out ROWS --truth TRUTH
-//   fingerprints score --truth TRUTH --model MODEL [--scans N]
+//   fingerprint_gen synth --out ROWS --truth TRUTH [--rows N --bssids M --batches K --seed S]
+//   fingerprint_gen uji CSV --out ROWS --truth TRUTH
+//   fingerprint_gen score --truth TRUTH --model MODEL [--scans N]
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,14 +39,14 @@ int intOption(const Options& options, const char* name, int fallback) {
 }
 
 int usage() {
-    std::fputs("usage: fingerprints synth|uji|score ... (see the source header)\n", stderr);
+    std::fputs("usage: fingerprint_gen synth|uji|score ... (see the source header)\n", stderr);
     return 2;
 }
 
 int writeSet(const fingerprints::FingerprintSet& set, const Options& options) {
     if (!options.count("out") || !options.count("truth")) return usage();
     if (!writeRows(set, options.at("out")) || !writeTruth(set, options.at("truth"))) {
-        std::fputs("fingerprints: cannot write the output files\n", stderr);
+        std::fputs("fingerprint_gen: cannot write the output files\n", stderr);
         return 1;
     }
     std::printf("%zu scans in %zu batches\n", set.scanCount(), set.placeOfBatch.size());
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
         std::ifstream csv(positional);
         const auto set = fingerprints::convertUjiIndoorLoc(csv);
         if (!set) {
-            std::fprintf(stderr, "fingerprints: %s is not a UJIIndoorLoc file\n", positional.c_str());
+            std::fprintf(stderr, "fingerprint_gen: %s is not a UJIIndoorLoc file\n", positional.c_str());
             return 1;
         }
         return writeSet(*set, options);
@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
         std::map<int32_t, int32_t> placeOfBatch;
         if (!options.count("truth") || !options.count("model")) return usage();
         if (!fingerprints::readTruth(options.at("truth"), placeOfBatch)) {
-            std::fputs("fingerprints: cannot read the truth file\n", stderr);
+            std::fputs("fingerprint_gen: cannot read the truth file\n", stderr);
             return 1;
         }
         std::ifstream in(options.at("model"));
