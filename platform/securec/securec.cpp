@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
@@ -74,8 +75,66 @@ const char* parseSpec(const char* f, Spec* spec) {
     return f + 1;
 }
 
+// The C library's white space in the "C" locale, without a locale lookup.
+inline bool isSpace(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+inline int digitValue(unsigned char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return 99;
+}
+
+struct Integer {
+    unsigned long long magnitude = 0;
+    bool negative = false;
+    bool overflow = false;
+};
+
+// Reads an integer of `base` (0: by prefix) from at most `limit` characters
+// of `s`, as strtoull would, straight from the input. Returns the characters
+// consumed, 0 when there are no digits. A bare "0x" reads as 0, as the C
+// library's scanf does.
+size_t scanInteger(const char* s, size_t limit, int base, Integer* out) {
+    size_t n = 0;
+    if (n < limit && (s[n] == '+' || s[n] == '-')) {
+        out->negative = s[n] == '-';
+        ++n;
+    }
+    if ((base == 16 || base == 0) && n + 1 < limit && s[n] == '0' && (s[n + 1] == 'x' || s[n + 1] == 'X')) {
+        n += 2;
+        base = 16;
+        if (n >= limit || digitValue(static_cast<unsigned char>(s[n])) >= 16) return n;
+    } else if (base == 0) {
+        base = (n < limit && s[n] == '0') ? 8 : 10;
+    }
+    const size_t first = n;
+    const unsigned long long base64 = static_cast<unsigned long long>(base);
+    while (n < limit) {
+        int d = digitValue(static_cast<unsigned char>(s[n]));
+        if (d >= base) break;
+        unsigned long long digit = static_cast<unsigned long long>(d);
+        if (out->magnitude > (ULLONG_MAX - digit) / base64) out->overflow = true;
+        out->magnitude = out->magnitude * base64 + digit;
+        ++n;
+    }
+    return n == first ? 0 : n;
+}
+
+unsigned long long toUnsigned(const Integer& v) {
+    if (v.overflow) return ULLONG_MAX;
+    return v.negative ? 0ULL - v.magnitude : v.magnitude;
+}
+
+long long toSigned(const Integer& v) {
+    constexpr unsigned long long kMaxPositive = static_cast<unsigned long long>(LLONG_MAX);
+    if (!v.negative) return (v.overflow || v.magnitude > kMaxPositive) ? LLONG_MAX : static_cast<long long>(v.magnitude);
+    if (v.overflow || v.magnitude > kMaxPositive + 1) return LLONG_MIN;
+    return static_cast<long long>(0ULL - v.magnitude);
+}
+
 const char* skipSpace(const char* s) {
-    while (isspace(static_cast<unsigned char>(*s))) ++s;
+    while (isSpace(static_cast<unsigned char>(*s))) ++s;
     return s;
 }
 
@@ -137,7 +196,7 @@ int scan(const char* in, const char* f, va_list* ap) {
     int assigned = 0;
     bool anyInput = false;  // distinguishes input failure (-1) from a mismatch
     while (*f != '\0') {
-        if (isspace(static_cast<unsigned char>(*f))) {
+        if (isSpace(static_cast<unsigned char>(*f))) {
             f = skipSpace(f);
             s = skipSpace(s);
             continue;
@@ -165,22 +224,16 @@ int scan(const char* in, const char* f, va_list* ap) {
 
         switch (conv) {
             case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': {
-                char field[kMaxNumberField];
-                bool hex = conv == 'x' || conv == 'X' || conv == 'i';
-                size_t n = collectNumber(s, spec.width, hex, false, field);
                 int base = (conv == 'd' || conv == 'u') ? 10 : (conv == 'o') ? 8 : (conv == 'i') ? 0 : 16;
-                char* end = nullptr;
-                if (conv == 'd' || conv == 'i') {
-                    long long v = strtoll(field, &end, base);
-                    if (end == field) return assigned;
-                    if (!spec.suppress) { storeSigned(ap, spec.length, v); ++assigned; }
-                } else {
-                    unsigned long long v = strtoull(field, &end, base);
-                    if (end == field) return assigned;
-                    if (!spec.suppress) { storeUnsigned(ap, spec.length, v); ++assigned; }
+                Integer value;
+                size_t n = scanInteger(s, spec.width != 0 ? spec.width : SIZE_MAX, base, &value);
+                if (n == 0) return assigned;
+                if (!spec.suppress) {
+                    if (conv == 'd' || conv == 'i') storeSigned(ap, spec.length, toSigned(value));
+                    else storeUnsigned(ap, spec.length, toUnsigned(value));
+                    ++assigned;
                 }
-                s += (end - field);
-                (void)n;
+                s += n;
                 break;
             }
             case 'f': case 'e': case 'g': case 'E': case 'G': case 'a': {
@@ -200,8 +253,9 @@ int scan(const char* in, const char* f, va_list* ap) {
             }
             case 's': case 'c': case '[': {
                 // Set of accepted characters for %[ (bitmap over unsigned char).
-                bool set[256] = {};
+                bool set[256];
                 if (conv == '[') {
+                    memset(set, 0, sizeof(set));
                     bool negate = false;
                     if (*f == '^') { negate = true; ++f; }
                     if (*f == ']') { set[static_cast<unsigned char>(']')] = true; ++f; }
@@ -225,7 +279,7 @@ int scan(const char* in, const char* f, va_list* ap) {
                     while (n < width && s[n] != '\0') ++n;
                     if (n < width) return assigned;
                 } else if (conv == 's') {
-                    while (n < width && s[n] != '\0' && !isspace(static_cast<unsigned char>(s[n]))) ++n;
+                    while (n < width && s[n] != '\0' && !isSpace(static_cast<unsigned char>(s[n]))) ++n;
                 } else {
                     while (n < width && set[static_cast<unsigned char>(s[n])]) ++n;
                     if (n == 0) return assigned;
