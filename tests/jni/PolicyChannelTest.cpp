@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
 
 #include "KernelEmulator.h"
 #include "LogCapture.h"
@@ -39,13 +38,6 @@ protected:
     LogCapture mLog;
 };
 
-// The six 32-bit words of a record message.
-std::vector<uint32_t> recordWords(const kemu::Bytes& message) {
-    std::vector<uint32_t> words;
-    for (size_t offset = 20; offset < 44; offset += 4) words.push_back(valueAt<uint32_t>(message, offset));
-    return words;
-}
-
 TEST_F(PolicyChannelTest, DpiRuleRegistersEnablesThenSendsTheRecord) {
     EXPECT_EQ(0, setDpiMarkRuleImpl(0x0A0B0C0D, 0x1FF, 1));
     EXPECT_EQ((std::vector<uint16_t>{0, 5, 3}), sentTypes());
@@ -68,40 +60,6 @@ TEST_F(PolicyChannelTest, DpiRuleRegistersEnablesThenSendsTheRecord) {
     EXPECT_EQ(1u, kemu::socketsOpened(kPolicy));
 }
 
-TEST_F(PolicyChannelTest, SocketRecordsCarryUidNetworkAndPid) {
-    struct Case {
-        std::function<int()> call;
-        uint16_t type;
-        std::vector<uint32_t> words;
-        const char* log;
-    };
-    const Case cases[] = {
-            {[] { return resetProcessSocketsImpl(10123); }, 8, {10123, 0, 0, 0, 0, 0}, "mplk resetSK OK of 10123\n"},
-            {[] { return closeProcessSocketsImpl(4321, 10123); }, 9, {10123, 0, 4321, 0, 0, 0},
-             "mplk closeSK OK of 10123\n"},
-            {[] { return bindUidProcessToNetworkImpl(100, 10123); }, 6, {10123, 100, 0, 0, 0, 0},
-             "mplk bindNW 10123 to 100 OK\n"},
-            {[] { return bindUidProcessToNetworkImpl(0, 10123); }, 7, {10123, 0, 0, 0, 0, 0},
-             "mplk bindNW 10123 to 0 OK\n"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.log);
-        EXPECT_EQ(kPolicyOk, c.call());
-        const auto sent = kemu::sent(kPolicy);
-        const auto& message = sent.back();
-        ASSERT_EQ(45u, message.size());
-        EXPECT_EQ(45u, valueAt<uint32_t>(message, 0));
-        EXPECT_EQ(c.type, valueAt<uint16_t>(message, 4));
-        EXPECT_EQ(0, valueAt<int32_t>(message, 16));
-        EXPECT_EQ(c.words, recordWords(message));
-        EXPECT_TRUE(mLog.contains(ANDROID_LOG_INFO, kTag, c.log)) << mLog.dump();
-    }
-    EXPECT_EQ(2, netdStandInCallCount());
-    EXPECT_EQ(1u, kemu::socketsOpened(kPolicy));
-}
-
-// Each native, failing at each stage, gives its code and line; the channel is
-// then closed and the next call opens and registers a fresh one.
 TEST_F(PolicyChannelTest, FailuresGiveTheirCodeAndTheNextCallRecovers) {
     struct Native {
         std::function<int()> call;
@@ -174,12 +132,6 @@ TEST_F(PolicyChannelTest, DnsBindingComesFirstAndItsFailureSendsNothing) {
     kemu::failNextSocket(kPolicy, EMFILE);
     EXPECT_EQ(kPolicyInitFailed, bindUidProcessToNetworkImpl(100, 10123));
     EXPECT_EQ(1, netdStandInCallCount());
-}
-
-TEST_F(PolicyChannelTest, SocketStrategyOnlyLogs) {
-    EXPECT_EQ(0, handleSocketStrategyImpl(3, 10123));
-    EXPECT_TRUE(mLog.contains(ANDROID_LOG_INFO, kTag, "handleSocketStrategy uid of 10123 , strategy of 3 \n"));
-    EXPECT_EQ(0u, kemu::socketsOpened(kPolicy));
 }
 
 TEST_F(PolicyChannelTest, ManyCallsWithFailuresLeakNoDescriptor) {
