@@ -18,6 +18,7 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 
 import org.junit.jupiter.api.BeforeAll;
@@ -158,32 +159,33 @@ class TrafficStatsTest {
     @Test
     void realUdpTablesAgreeWithAnIndependentCount() throws Exception {
         int uid = (Integer) Files.getAttribute(Path.of("/proc/self"), "unix:uid");
+        String accounting = file("stats", HEADER);
         // Sockets of our own, so the tables are not just headers.
         List<DatagramSocket> sockets = new ArrayList<>();
-        for (String address : new String[] {"127.0.0.1", "127.0.0.1", "127.0.0.1", "::1"}) {
-            try {
-                sockets.add(new DatagramSocket(0, InetAddress.getByName(address)));
-            } catch (SocketException e) {
-                // no IPv6 here: the IPv4 sockets still count
+        try {
+            for (String address : new String[] {"127.0.0.1", "127.0.0.1", "127.0.0.1", "::1"}) {
+                try {
+                    sockets.add(new DatagramSocket(0, InetAddress.getByName(address)));
+                } catch (SocketException e) {
+                    // no IPv6 here: the IPv4 sockets still count
+                }
             }
+            for (int attempt = 0; attempt < 20; attempt++) {
+                int[] before = tally(uid);
+                ZvQoeUdpNetworkInfo info = readFixtures(accounting, "/proc/net/udp", "/proc/net/udp6", uid, 2);
+                int[] after = tally(uid);
+                assertNotNull(info);
+                if (Arrays.equals(before, after)) {
+                    assertArrayEquals(before,
+                            new int[] {info.mSumUdpSockets, info.mSumUdpUids, info.mUidUdpSockets});
+                    assertTrue(info.mUidUdpSockets >= 3, "own sockets seen");
+                    return;
+                }
+            }
+            fail("the UDP tables never held still");
+        } finally {
+            sockets.forEach(DatagramSocket::close);
         }
-        String accounting = file("stats", HEADER);
-        for (int attempt = 0; attempt < 20; attempt++) {
-            int[] before = tally(uid);
-            ZvQoeUdpNetworkInfo info = readFixtures(accounting, "/proc/net/udp", "/proc/net/udp6", uid, 2);
-            int[] after = tally(uid);
-            assertNotNull(info);
-            if (!java.util.Arrays.equals(before, after)) {
-                continue;
-            }
-            assertArrayEquals(before, new int[] {info.mSumUdpSockets, info.mSumUdpUids, info.mUidUdpSockets});
-            assertTrue(info.mUidUdpSockets >= 3, "own sockets seen");
-            for (DatagramSocket socket : sockets) {
-                socket.close();
-            }
-            return;
-        }
-        fail("the UDP tables never held still");
     }
 
     @Test
