@@ -6,7 +6,6 @@
 #include <android/log.h>
 #include <pthread.h>
 
-#include <cerrno>
 #include <mutex>
 #include <system_error>
 

@@ -11,7 +11,6 @@
 #include <cstdint>
 
 #include "NetlinkHandler.h"
-#include "ScopedJni.h"
 #include "ZvQoE_jni.h"
 
 namespace mqqoe {
