@@ -94,12 +94,28 @@ bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& n
     return true;
 }
 
-bool heardAboveBoundInAll(const std::vector<Record>& rds, const std::string& bssid, const Param& param) {
+// The records of one batch, by address; the same selection as getRdsByBatch
+// for the stages that only read them.
+std::vector<const Record*> recordsOfBatch(const DataSet& dataSet, int batch) {
+    std::vector<const Record*> rds;
+    try {
+        for (const Record& record : dataSet.records) {
+            if (record.batch == batch) rds.push_back(&record);
+        }
+    } catch (const std::exception& e) {
+        reportException("getRdsByBatch", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return rds;
+}
+
+bool heardAboveBoundInAll(const std::vector<const Record*>& rds, const std::string& bssid, const Param& param) {
     if (rds.empty()) return false;
     float sum = 0.0f;
     try {
-        for (const Record& record : rds) {
-            const float v = valueOf(record, bssid);
+        for (const Record* record : rds) {
+            const float v = valueOf(*record, bssid);
             if (v == 0.0f) return false;
             sum += v;
         }
@@ -141,7 +157,10 @@ std::vector<Record> getRdsByBatch(DataSet& dataSet, int batch) {
 }
 
 bool checkRdsBssid(std::vector<Record>& rds, std::string& bssid, Param& param) {
-    return heardAboveBoundInAll(rds, bssid, param);
+    std::vector<const Record*> view;
+    view.reserve(rds.size());
+    for (const Record& record : rds) view.push_back(&record);
+    return heardAboveBoundInAll(view, bssid, param);
 }
 
 std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordNum, int bssidNum) {
@@ -206,11 +225,11 @@ std::vector<std::string> filterBssids(DataSet& dataSet, int recordNum, Param par
 
         for (const auto& [batch, count] : silentCount) {
             if (count <= param.reprMinOcc) continue;
-            std::vector<Record> rds = getRdsByBatch(dataSet, batch);
+            const std::vector<const Record*> rds = recordsOfBatch(dataSet, batch);
             for (std::string& name : dropped) {
                 if (name.empty()) continue;
                 const std::set<int32_t>& heardIn = dataSet.bssidBatches[name];
-                if (heardIn.count(batch) != 0 && checkRdsBssid(rds, name, param)) {
+                if (heardIn.count(batch) != 0 && heardAboveBoundInAll(rds, name, param)) {
                     newBssidLst.push_back(name);
                     // Cleared so that no BSSID is re-admitted twice.
                     name.clear();

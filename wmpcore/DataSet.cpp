@@ -51,14 +51,23 @@ Columns locateColumns(const std::vector<std::string>& header, std::vector<std::s
 class BssidIndexes {
 public:
     explicit BssidIndexes(const std::vector<std::string>& bssids)
-        : mBssids(bssids), mLists(bssids.size(), nullptr), mBatchSets(bssids.size(), nullptr) {}
+        : mBssids(bssids),
+          mLists(bssids.size(), nullptr),
+          mBatchSets(bssids.size(), nullptr),
+          mLastBatch(bssids.size(), 0) {}
 
     void add(size_t k, float value, int32_t batch) {
         if (mLists[k] == nullptr) mLists[k] = &mValueLists[mBssids[k]];
         mLists[k]->push_back(value);
         if (value == 0.0f) return;
-        if (mBatchSets[k] == nullptr) mBatchSets[k] = &mBssidBatches[mBssids[k]];
+        // Consecutive rows mostly share a batch: skip the set when it already has it.
+        if (mBatchSets[k] == nullptr) {
+            mBatchSets[k] = &mBssidBatches[mBssids[k]];
+        } else if (mLastBatch[k] == batch) {
+            return;
+        }
         mBatchSets[k]->insert(batch);
+        mLastBatch[k] = batch;
     }
 
     void moveInto(DataSet& dataSet) {
@@ -72,6 +81,7 @@ private:
     std::map<std::string, std::set<int32_t>> mBssidBatches;
     std::vector<std::vector<float>*> mLists;
     std::vector<std::set<int32_t>*> mBatchSets;
+    std::vector<int32_t> mLastBatch;
 };
 
 Record parseRecord(std::vector<std::string>& fields, const Columns& cols,
@@ -96,7 +106,8 @@ Record parseRecord(std::vector<std::string>& fields, const Columns& cols,
             if (k < 0 || k >= bssidNum) continue;
             const float value = parseFloat(fields[f]);
             // The first value of a repeated name wins in the record.
-            record.bssidValues.emplace(bssids[static_cast<size_t>(k)], value);
+            // Headers are usually sorted, so the end is the right place to look first.
+            record.bssidValues.emplace_hint(record.bssidValues.end(), bssids[static_cast<size_t>(k)], value);
             indexes.add(static_cast<size_t>(k), value, record.batch);
         }
     }
