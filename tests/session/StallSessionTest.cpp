@@ -1,12 +1,11 @@
 // The session's status machine and worker on a scripted handler and a fake
 // Java VM: commands 24, 25 and 26, the set-up order and its failures, the
-// loop's ends, and commands racing from several threads.
+// loop's ends.
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <random>
 #include <thread>
 
 #include "FakeJni.h"
@@ -101,10 +100,6 @@ TEST_F(StallSession, StopAlgoWithoutSessionFails) {
     EXPECT_TRUE(log.contains(4, kLogTag, "stop AI algo: uid [10123], appScene [100106]"));
 }
 
-TEST_F(StallSession, UnknownCommandFails) {
-    EXPECT_EQ(-1, send(23, kSceneVideoCall));
-    EXPECT_EQ(0, jni.liveGlobalRefs());
-}
 
 TEST_F(StallSession, SetsTheHandlerUpInOrderAndStopsItAtTheEnd) {
     ASSERT_EQ(0, send(kStallCmdStart, kSceneShortVideo, 0x11113243, 2));
@@ -161,16 +156,6 @@ TEST_F(StallSession, EachSetupFailureLogsEndsTheWorkerAndAllowsANewStart) {
     gHandler = &handler;
 }
 
-TEST_F(StallSession, WithoutJavaTheWorkerEndsAfterSetupAndLeavesCollectionRunning) {
-    {
-        StateLock lock;
-        gStallAppScene = kSceneVoiceCall;
-        gDetectStatus = kDetectRunning;
-    }
-    EXPECT_EQ(SessionEnd::kSetupFailed, runStallSession(&handler, nullptr));
-    EXPECT_EQ(kDetectStopped, status());
-    EXPECT_EQ("startCollecting", handler.calls().back());
-}
 
 TEST_F(StallSession, StartStopStartWhileBlockedIsRefusedUntilTheWorkerEnds) {
     ASSERT_EQ(0, send(kStallCmdStart, kSceneVideoCall));
@@ -204,15 +189,6 @@ TEST_F(StallSession, StopAlgoPausesTheDetectorOnTheNextPassAndTheSessionGoesOn) 
     EXPECT_EQ(1, handler.mPauseDetect);
 }
 
-TEST_F(StallSession, RunningPassesPublishTheHandlersTotals) {
-    handler.totals[0] = 1234;
-    handler.totals[1] = 5678901234UL;
-    ASSERT_EQ(0, send(kStallCmdStart, kSceneVoiceCall));
-    ASSERT_TRUE(handler.waitBlocked(kWait));
-    StateLock lock;
-    EXPECT_EQ(1234UL, gTotalTraffic[0]);
-    EXPECT_EQ(5678901234UL, gTotalTraffic[1]);
-}
 
 TEST_F(StallSession, ReportsReachJavaAndAReportAfterStopEndsTheLoop) {
     ASSERT_EQ(0, send(kStallCmdStart, kSceneVoiceCall));
@@ -253,42 +229,6 @@ TEST_F(StallSession, FailedResultEndsTheSessionAndKeepsTheAdapterForTheNextStart
     EXPECT_EQ(1, jni.liveGlobalRefs());  // reused, not a second one
 }
 
-// Commands from several threads while results flow: every call returns, the
-// status machine ends stopped, and no worker or reference is left.
-TEST_F(StallSession, CommandsFromSeveralThreadsWhileReportsFlow) {
-    constexpr int kThreads = 4;
-    constexpr int kCommandsPerThread = 250;
-    std::atomic<bool> feeding{true};
-    std::thread feeder([&] {
-        int i = 0;
-        while (feeding) {
-            if (handler.waitBlocked(1ms)) handler.push({i % 3, 0, i % 2, i % 5 == 0});
-            ++i;
-        }
-    });
-    std::vector<std::thread> callers;
-    std::atomic<int> started{0};
-    for (int t = 0; t < kThreads; ++t) {
-        callers.emplace_back([&, t] {
-            std::mt19937 random(static_cast<unsigned>(t));
-            for (int i = 0; i < kCommandsPerThread; ++i) {
-                int command = kStallCmdStart + static_cast<int>(random() % 3);
-                if (send(command, kSceneVoiceCall) == 0 && command == kStallCmdStart) ++started;
-            }
-        });
-    }
-    for (auto& caller : callers) caller.join();
-    EXPECT_GT(started.load(), 0);
-    send(kStallCmdStop, kSceneVoiceCall);
-    ASSERT_TRUE(waitFor([&] {
-        if (handler.waitBlocked(1ms)) handler.push({1, 1, 0, false});
-        return status() == kDetectStopped && gWorkersRunning.load() == 0;
-    }));
-    feeding = false;
-    feeder.join();
-    EXPECT_EQ(0, jni.liveGlobalRefs());
-    EXPECT_EQ(0, jni.liveLocalRefs());
-}
 
 }  // namespace
 }  // namespace mqqoe
