@@ -1,5 +1,7 @@
 package com.android.server.qesta.sim;
 
+import com.android.server.qesta.testing.LogCapture;
+
 import java.io.PrintStream;
 import java.lang.reflect.Method;
 
@@ -19,6 +21,10 @@ public final class HostSimulator {
 
     public static void main(String[] args) throws Exception {
         PrintStream out = System.out;
+        boolean verbose = args.length > 0 && args[0].equals("--verbose");
+        if (!verbose) {
+            LogCapture.install();  // keep the library's log out of the scenes' output
+        }
         int ran = 0;
         for (String name : SCENES) {
             Class<?> scene;
@@ -35,5 +41,9 @@ public final class HostSimulator {
         }
         out.println();
         out.println("simulator: " + ran + " scenes run");
+        if (!verbose) {
+            out.println("liblog: " + LogCapture.lines().length
+                    + " lines captured (run with --verbose to see them as they are written)");
+        }
     }
 }
