@@ -27,7 +27,7 @@ bool overlaps(const void* a, const void* b, size_t n) {
 
 enum class Length { kNone, kChar, kShort, kLong, kLongLong, kSize, kMax };
 
-struct Spec {
+struct Directive {
     bool suppress = false;
     size_t width = 0;  // 0: no width given
     Length length = Length::kNone;
@@ -36,42 +36,42 @@ struct Spec {
 
 // Reads the directive after '%'; returns the position after it, or null when
 // the directive is malformed.
-const char* parseSpec(const char* f, Spec* spec) {
+const char* parseDirective(const char* f, Directive* d) {
     if (*f == '*') {
-        spec->suppress = true;
+        d->suppress = true;
         ++f;
     }
     while (isdigit(static_cast<unsigned char>(*f))) {
-        spec->width = spec->width * 10 + static_cast<size_t>(*f - '0');
+        d->width = d->width * 10 + static_cast<size_t>(*f - '0');
         ++f;
     }
     switch (*f) {
         case 'h':
             ++f;
-            spec->length = (*f == 'h') ? (++f, Length::kChar) : Length::kShort;
+            d->length = (*f == 'h') ? (++f, Length::kChar) : Length::kShort;
             break;
         case 'l':
             ++f;
-            spec->length = (*f == 'l') ? (++f, Length::kLongLong) : Length::kLong;
+            d->length = (*f == 'l') ? (++f, Length::kLongLong) : Length::kLong;
             break;
         case 'L':
         case 'q':
             ++f;
-            spec->length = Length::kLongLong;
+            d->length = Length::kLongLong;
             break;
         case 'z':
             ++f;
-            spec->length = Length::kSize;
+            d->length = Length::kSize;
             break;
         case 'j':
             ++f;
-            spec->length = Length::kMax;
+            d->length = Length::kMax;
             break;
         default:
             break;
     }
     if (*f == '\0') return nullptr;
-    spec->conversion = *f;
+    d->conversion = *f;
     return f + 1;
 }
 
@@ -210,12 +210,12 @@ int scan(const char* in, const char* f, va_list* ap) {
             anyInput = true;
             continue;
         }
-        Spec spec;
-        f = parseSpec(f + 1, &spec);
+        Directive dir;
+        f = parseDirective(f + 1, &dir);
         if (f == nullptr) return assigned;
-        char conv = spec.conversion;
+        char conv = dir.conversion;
         if (conv == 'n') {
-            if (!spec.suppress) storeSigned(ap, spec.length, s - in);
+            if (!dir.suppress) storeSigned(ap, dir.length, s - in);
             continue;
         }
         if (conv != 'c' && conv != '[') s = skipSpace(s);
@@ -226,11 +226,11 @@ int scan(const char* in, const char* f, va_list* ap) {
             case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': {
                 int base = (conv == 'd' || conv == 'u') ? 10 : (conv == 'o') ? 8 : (conv == 'i') ? 0 : 16;
                 Integer value;
-                size_t n = scanInteger(s, spec.width != 0 ? spec.width : SIZE_MAX, base, &value);
+                size_t n = scanInteger(s, dir.width != 0 ? dir.width : SIZE_MAX, base, &value);
                 if (n == 0) return assigned;
-                if (!spec.suppress) {
-                    if (conv == 'd' || conv == 'i') storeSigned(ap, spec.length, toSigned(value));
-                    else storeUnsigned(ap, spec.length, toUnsigned(value));
+                if (!dir.suppress) {
+                    if (conv == 'd' || conv == 'i') storeSigned(ap, dir.length, toSigned(value));
+                    else storeUnsigned(ap, dir.length, toUnsigned(value));
                     ++assigned;
                 }
                 s += n;
@@ -238,13 +238,13 @@ int scan(const char* in, const char* f, va_list* ap) {
             }
             case 'f': case 'e': case 'g': case 'E': case 'G': case 'a': {
                 char field[kMaxNumberField];
-                collectNumber(s, spec.width, false, true, field);
+                collectNumber(s, dir.width, false, true, field);
                 char* end = nullptr;
                 double v = strtod(field, &end);
                 if (end == field) return assigned;
-                if (!spec.suppress) {
-                    if (spec.length == Length::kLong) *va_arg(*ap, double*) = v;
-                    else if (spec.length == Length::kLongLong) *va_arg(*ap, long double*) = v;
+                if (!dir.suppress) {
+                    if (dir.length == Length::kLong) *va_arg(*ap, double*) = v;
+                    else if (dir.length == Length::kLongLong) *va_arg(*ap, long double*) = v;
                     else *va_arg(*ap, float*) = static_cast<float>(v);
                     ++assigned;
                 }
@@ -273,7 +273,7 @@ int scan(const char* in, const char* f, va_list* ap) {
                     if (negate) for (bool& b : set) b = !b;
                     set[0] = false;
                 }
-                size_t width = spec.width ? spec.width : (conv == 'c' ? 1 : SIZE_MAX);
+                size_t width = dir.width ? dir.width : (conv == 'c' ? 1 : SIZE_MAX);
                 size_t n = 0;
                 if (conv == 'c') {
                     while (n < width && s[n] != '\0') ++n;
@@ -284,7 +284,7 @@ int scan(const char* in, const char* f, va_list* ap) {
                     while (n < width && set[static_cast<unsigned char>(s[n])]) ++n;
                     if (n == 0) return assigned;
                 }
-                if (!spec.suppress) {
+                if (!dir.suppress) {
                     char* dest = va_arg(*ap, char*);
                     size_t size = va_arg(*ap, size_t);
                     size_t need = (conv == 'c') ? n : n + 1;
