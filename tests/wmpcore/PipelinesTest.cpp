@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <map>
+#include <optional>
 #include <random>
 
 #include "ClusterQuality.h"
