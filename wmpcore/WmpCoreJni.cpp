@@ -27,13 +27,13 @@ jsize lengthOf(JNIEnv* env, jobjectArray array) {
 [[nodiscard]] bool readStrings(JNIEnv* env, jobjectArray array, jsize count, std::vector<std::string>& out) {
     out.reserve(static_cast<size_t>(count));
     for (jsize i = 0; i < count; ++i) {
-        const ScopedLocalRef element(env, env->GetObjectArrayElement(array, i));
+        const ScopedLocalRef<jobject> element(env, env->GetObjectArrayElement(array, i));
         if (element.get() == nullptr) {
             if (env->ExceptionCheck()) return false;
             out.emplace_back();
             continue;
         }
-        const ScopedUtfChars chars(env, static_cast<jstring>(element.get()));
+        const ScopedLegacyUtfChars chars(env, static_cast<jstring>(element.get()));
         if (chars.c_str() == nullptr) return false;
         out.emplace_back(chars.c_str());
     }
