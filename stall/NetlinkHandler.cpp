@@ -41,24 +41,58 @@ nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     return attr;
 }
 
-// Finds the next attribute, which must be of `type`; `name` completes the log line.
-bool expectAttr(GenlAttrWalker& walker, uint16_t type, const char* name, GenlAttr* attr) {
+// Logs a report attribute of another type where `wanted` belongs.
+void logUnexpectedAttr(uint16_t wanted, uint16_t got) {
+    switch (wanted) {
+        case KORUN_ATTR_UID:
+            KLOGE("We hope get the UID, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_IN_PKTS:
+            KLOGE("We hope get the inPkts, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_OUT_PKTS:
+            KLOGE("We hope get the outPkts, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_IN_BYTES:
+            KLOGE("We hope get the inbytes, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_OUT_BYTES:
+            KLOGE("We hope get the outbytes, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_DETECT_INDEX:
+            KLOGE("We hope get the cur_detect_index, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_CUR_INDEX:
+            KLOGE("We hope get the cur_index, but get the type: %d", got);
+            break;
+        case KORUN_ATTR_VALID_NUM:
+        case KORUN_ATTR_DETECT_STATE:  // the state word shares the valid_num wording
+            KLOGE("We hope get the valid_num, but get the type: %d", got);
+            break;
+        default:
+            KLOGE("We hope get the stall info, but get the type: %d", got);
+            break;
+    }
+}
+
+// Finds the next attribute, which must be of `type`.
+bool expectAttr(GenlAttrWalker& walker, uint16_t type, GenlAttr* attr) {
     if (!walker.next(attr)) {
-        KLOGE("We hope get the %s, but the report ends at the receive buffer", name);
+        KLOGE("The report ends at the receive buffer before the attribute type %d", type);
         return false;
     }
     if (attr->type != type) {
-        KLOGE("We hope get the %s, but get the type: %d", name, attr->type);
+        logUnexpectedAttr(type, attr->type);
         return false;
     }
     return true;
 }
 
-bool expectU32(GenlAttrWalker& walker, uint16_t type, const char* name, uint32_t* value) {
+bool expectU32(GenlAttrWalker& walker, uint16_t type, uint32_t* value) {
     GenlAttr attr;
-    if (!expectAttr(walker, type, name, &attr)) return false;
+    if (!expectAttr(walker, type, &attr)) return false;
     if (!walker.readU32(attr, value)) {
-        KLOGE("The %s runs past the receive buffer", name);
+        KLOGE("The attribute type %d runs past the receive buffer", type);
         return false;
     }
     return true;
@@ -67,7 +101,7 @@ bool expectU32(GenlAttrWalker& walker, uint16_t type, const char* name, uint32_t
 // The first attribute of every report: the uid it belongs to.
 bool expectOwnUid(GenlAttrWalker& walker, int32_t uid) {
     uint32_t reportUid;
-    if (!expectU32(walker, KORUN_ATTR_UID, "UID", &reportUid)) return false;
+    if (!expectU32(walker, KORUN_ATTR_UID, &reportUid)) return false;
     if (static_cast<int32_t>(reportUid) != uid) {
         KLOGE("We get the other owner's report: %d, our uid is %d", static_cast<int32_t>(reportUid), uid);
         return false;
@@ -409,11 +443,11 @@ int NetlinkHandler::startCollecting() {
 int NetlinkHandler::stopCollecting() {
     KLOGD("NetlinkHnadler::stopCollecting() entry");
     if (mCollecting == 0) KLOGE("You already called the stopCollecting(), just ignore this call");
+    // Best effort: each failure is logged and the detector goes regardless.
     if (sendUidCommand(KORUN_CMD_STOP, korun::kFlagsRequestAck) != 0) {
         KLOGE("send the STOP command failed: %s", strerror(errno));
-    } else if (checkAck() != 0) {
-        KLOGE("check ack faild when stop collecting for uid(%d)", mUid);
     }
+    if (checkAck() != 0) KLOGE("check ack faild when stop collecting for uid(%d)", mUid);
     mCatoner.reset();
     mCollecting = 0;
     KLOGD("NetlinkHnadler::stopCollecting() exit");
@@ -509,10 +543,9 @@ int NetlinkHandler::paserThroughputReport(const genl_msg* message, int* inPkts, 
                                           int* outBytes) const {
     GenlAttrWalker walker(bytesOf(message), sizeof(*message));
     uint32_t values[4];
-    if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_IN_PKTS, "inPkts", &values[0]) ||
-        !expectU32(walker, KORUN_ATTR_OUT_PKTS, "outPkts", &values[1]) ||
-        !expectU32(walker, KORUN_ATTR_IN_BYTES, "inbytes", &values[2]) ||
-        !expectU32(walker, KORUN_ATTR_OUT_BYTES, "outbytes", &values[3])) {
+    if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_IN_PKTS, &values[0]) ||
+        !expectU32(walker, KORUN_ATTR_OUT_PKTS, &values[1]) || !expectU32(walker, KORUN_ATTR_IN_BYTES, &values[2]) ||
+        !expectU32(walker, KORUN_ATTR_OUT_BYTES, &values[3])) {
         return -1;
     }
     int* const outputs[] = {inPkts, outPkts, inBytes, outBytes};
@@ -525,17 +558,15 @@ int NetlinkHandler::paserThroughputReport(const genl_msg* message, int* inPkts, 
 int NetlinkHandler::paserDouyinDetectionReport(const genl_msg* message, AwemeReportPara* record) const {
     GenlAttrWalker walker(bytesOf(message), sizeof(*message));
     GenlAttr stallInfo;
-    // The state word shares the valid_num wording on purpose.
-    if (!expectOwnUid(walker, mUid) ||
-        !expectU32(walker, KORUN_ATTR_DETECT_INDEX, "cur_detect_index", &record->detect_index) ||
-        !expectU32(walker, KORUN_ATTR_CUR_INDEX, "cur_index", &record->cur_index) ||
-        !expectU32(walker, KORUN_ATTR_VALID_NUM, "valid_num", &record->valid_num) ||
-        !expectU32(walker, KORUN_ATTR_DETECT_STATE, "valid_num", &record->detect_state) ||
-        !expectAttr(walker, KORUN_ATTR_STALL_INFO, "stall info", &stallInfo)) {
+    if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_DETECT_INDEX, &record->detect_index) ||
+        !expectU32(walker, KORUN_ATTR_CUR_INDEX, &record->cur_index) ||
+        !expectU32(walker, KORUN_ATTR_VALID_NUM, &record->valid_num) ||
+        !expectU32(walker, KORUN_ATTR_DETECT_STATE, &record->detect_state) ||
+        !expectAttr(walker, KORUN_ATTR_STALL_INFO, &stallInfo)) {
         return -1;
     }
     if (!walker.read(stallInfo, record->stall_info, sizeof(record->stall_info))) {
-        KLOGE("The stall info runs past the receive buffer");
+        KLOGE("The attribute type %d runs past the receive buffer", KORUN_ATTR_STALL_INFO);
         return -1;
     }
     return 0;

@@ -75,12 +75,6 @@ public:
                                             int* inBytes, int* outBytes) const;
     [[nodiscard]] int paserDouyinDetectionReport(const genl_msg* message, AwemeReportPara* record) const;
 
-    // Written directly by the detection thread between calls.
-    int32_t mUid = -1;
-    int32_t mPauseDetect = 0;
-    // The detector of the current detection type, null without one.
-    std::unique_ptr<CatonDetection> mCatoner;
-
     int32_t socketFd() const { return mSock.get(); }
     int32_t familyId() const { return mFamilyId; }
     uint32_t portId() const { return mPortId; }
@@ -101,14 +95,30 @@ private:
     int sendUidCommand(uint8_t cmd, unsigned short flags);
     int32_t pollTimeoutMs() const;
 
+    // The fields, in layout order. The detection thread writes mUid and
+    // mPauseDetect directly between calls and reads the detector's interval.
     UniqueFd mSock;  // generic netlink socket; -1 when not started
     int32_t mFamilyId = 0;
     uint32_t mPortId = 0;
     int32_t mCollecting = 0;
+
+public:
+    int32_t mUid = -1;
+
+private:
     int32_t mDetectionType = -1;
     int32_t mInterval = 0;
     int32_t mKeepAliveCount = 0;
+
+public:
+    // The detector of the current detection type, null without one.
+    std::unique_ptr<CatonDetection> mCatoner;
+
+private:
     int32_t mAlgoType = -1;
     uint64_t mTotalInBytes = 0;
     uint64_t mTotalOutBytes = 0;
+
+public:
+    int32_t mPauseDetect = 0;
 };

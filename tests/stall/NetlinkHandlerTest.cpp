@@ -92,7 +92,9 @@ TEST_F(HandlerTest, SendCommandBoundsItsAttributes) {
     EXPECT_TRUE(logged("Invalid attrs_num:6") && logged("Invalid attrs_num:-1"));
     EXPECT_EQ(before, genl::sentMessages().size());
 
+    kemu::failSends(kemu::kGenericProtocol, 3, EAGAIN);  // retried until it goes out
     ASSERT_EQ(0, handler.sendCommand(kFamily, 3, attrs, 0, 1));
+    EXPECT_EQ(before + 1, genl::sentMessages().size());
     EXPECT_EQ(20u, genl::sentMessages().back().size());
     attrs[0] = {5, 9, {1, 2, 3, 4, 5}};
     ASSERT_EQ(0, handler.sendCommand(kFamily, 3, attrs, 1, 1));
@@ -146,6 +148,19 @@ TEST_F(HandlerTest, NegativeOrMissingAckFailsTheStart) {
     EXPECT_TRUE(logged("poll timeout"));
 }
 
+TEST_F(HandlerTest, StopCollectingGoesOnPastAFailedStop) {
+    ASSERT_EQ(0, handler.setDetectionType(100105));
+    handler.mCatoner->mInterval = kShortWaitInterval;
+    ASSERT_EQ(0, handler.startCollecting());
+    kemu::failSends(kemu::kGenericProtocol, 1, EIO);
+    EXPECT_EQ(0, handler.stopCollecting());
+    EXPECT_TRUE(logged("send the STOP command failed: Input/output error"));
+    EXPECT_TRUE(logged("poll timeout"));  // the ack is still awaited
+    EXPECT_TRUE(logged("check ack faild when stop collecting for uid(10123)"));
+    EXPECT_FALSE(handler.collecting());
+    EXPECT_FALSE(handler.mCatoner);
+}
+
 TEST_F(HandlerTest, KeepAliveGoesOutWithEveryFifthReport) {
     collect(100106);
     std::vector<size_t> keepAlives;
@@ -184,13 +199,29 @@ TEST_F(HandlerTest, RejectedReportsCountForNothing) {
     longUid[20] = 0xff, longUid[21] = 0xff;  // claims 65535 bytes
     genl::pushRaw(longUid);
     EXPECT_EQ(-1, next());
-    EXPECT_TRUE(logged("We hope get the inPkts, but the report ends at the receive buffer"));
+    EXPECT_TRUE(logged("The report ends at the receive buffer before the attribute type 4"));
     for (int i = 0; i < 5; ++i) {
         genl::pushThroughputReport(kUid, 40, 1, 1, 1);
         int result = -1;
         EXPECT_EQ(0, next(&result));
     }
     EXPECT_EQ(1u, sentCommands(3).size());
+}
+
+TEST_F(HandlerTest, ShortVideoReportAttributesComeInOrder) {
+    collect(100501);
+    using P = std::vector<std::pair<int, Bytes>>;
+    auto u32 = genl::u32Payload;
+    genl::pushRaw(genl::message(kFamily, 6, P{{1, u32(kUid)}, {10, u32(0)}}));
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("We hope get the cur_detect_index, but get the type: 10"));
+    // The state word reuses the valid_num wording.
+    genl::pushRaw(genl::message(kFamily, 6, P{{1, u32(kUid)}, {9, u32(0)}, {10, u32(0)}, {11, u32(1)}, {13, {}}}));
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("We hope get the valid_num, but get the type: 13"));
+    genl::pushThroughputReport(kUid, 1, 1, 1, 1);
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("NetlinkHnadler::getAndProcessDouYinReport(): recv a invalid command:5"));
 }
 
 TEST_F(HandlerTest, PausedDetectionStillCountsBytes) {
