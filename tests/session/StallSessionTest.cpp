@@ -162,9 +162,16 @@ TEST_F(StallSession, StartStopStartWhileBlockedIsRefusedUntilTheWorkerEnds) {
     ASSERT_TRUE(handler.waitBlocked(kWait));
     EXPECT_EQ(0, send(kStallCmdStop, kSceneVideoCall));
     EXPECT_EQ(kDetectStopRequested, status());
-    EXPECT_EQ(-1, send(kStallCmdStart, kSceneVideoCall));
+    EXPECT_EQ(-1, send(kStallCmdStart, kSceneVoiceCall, 7, 3));
     EXPECT_TRUE(log.contains(4, kLogTag, "last monotor is not stopped,detectStatus = 2")) << log.dump();
     EXPECT_EQ(kDetectStopRequested, status());
+    {
+        // The refused start still left its values behind.
+        StateLock lock;
+        EXPECT_EQ(kSceneVoiceCall, gStallAppScene);
+        EXPECT_EQ(7, gStallAlgoType);
+        EXPECT_EQ(3, gStallUserType);
+    }
     // One more report lets the worker see the stop.
     handler.push({10, 10, 0, false});
     ASSERT_TRUE(waitStopped());

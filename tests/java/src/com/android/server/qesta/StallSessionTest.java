@@ -88,7 +88,7 @@ class StallSessionTest {
         }
         // Inbound packets per second; the voice tree calls 7-10 and 13 stalls,
         // 11-12 (40 a second on the 4G tree) normal. The generic count (N = 5)
-        // reached 5 during the silent passes, so pass 7 reports, then pass 13.
+        // reached 4 during the first silent passes, so pass 7 reports, then pass 13.
         for (int packets : new int[] {40, 40, 40, 40, 40, 40, 10}) {
             reports.push(packets, 4000, 800);
         }
