@@ -6,6 +6,7 @@
 #include <android/log.h>
 #include <errno.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +35,13 @@ constexpr int kUdpFields = 8;
 constexpr size_t kShortField = 32;
 constexpr size_t kLongField = 64;
 
+// sscanf_s takes each buffer size as an unsigned int.
+template <size_t kSize>
+constexpr unsigned bufferSize(const char (&)[kSize]) {
+    static_assert(kSize <= UINT_MAX, "a scan buffer size must fit an unsigned int");
+    return static_cast<unsigned>(kSize);
+}
+
 constexpr const char* kMobileInterface = "rmnet0";
 constexpr const char* kWifiInterface = "wlan0";
 
@@ -43,6 +51,24 @@ enum Counter {
     kRxTcpBytes, kRxTcpPackets, kRxUdpBytes, kRxUdpPackets, kRxOtherBytes, kRxOtherPackets,
     kTxTcpBytes, kTxTcpPackets, kTxUdpBytes, kTxUdpPackets, kTxOtherBytes, kTxOtherPackets,
     kCounterCount,
+};
+
+// Fields of the result object, in the order their ids are looked up.
+enum ResultField {
+    kFieldRxUdpBytes, kFieldRxUdpPackets, kFieldTxUdpBytes, kFieldTxUdpPackets,
+    kFieldUid, kFieldUidUdpSockets, kFieldSumUdpUids, kFieldSumUdpSockets,
+    kFieldSumRxPackets, kFieldRxTcpBytes, kFieldRxTcpPackets, kFieldTxTcpBytes, kFieldTxTcpPackets,
+    kResultFieldCount,
+};
+
+constexpr struct {
+    const char* name;
+    const char* signature;
+} kResultFields[kResultFieldCount] = {
+        {"mRxUdpBytes", "J"},    {"mRxUdpPackets", "J"},  {"mTxUdpBytes", "J"},    {"mTxUdpPackets", "J"},
+        {"mUid", "I"},           {"mUidUdpSockets", "I"}, {"mSumUdpUids", "I"},    {"mSumUdpSockets", "I"},
+        {"mSumRxPackets", "J"},  {"mRxTcpBytes", "J"},    {"mRxTcpPackets", "J"},  {"mTxTcpBytes", "J"},
+        {"mTxTcpPackets", "J"},
 };
 
 enum class Line { kRead, kOverlong, kEnd };
@@ -68,7 +94,7 @@ FILE* openCanonical(const char* path, Open* result) {
         *result = errno == ENOENT ? Open::kMissing : Open::kBadPath;
         return nullptr;
     }
-    FILE* file = fopen(canonical, "re");
+    FILE* file = fopen(canonical, "r");
     *result = file != nullptr ? Open::kOk : Open::kOpenFailed;
     return file;
 }
@@ -100,7 +126,7 @@ bool sumAccounting(const char* path, int uid, int networkType, UdpNetworkStats* 
         int lineUid;
         unsigned counterSet;
         unsigned long c[kCounterCount];
-        int fields = sscanf_s(line, kAccountingFormat, &index, interfaceName, sizeof(interfaceName), &tag,
+        int fields = sscanf_s(line, kAccountingFormat, &index, interfaceName, bufferSize(interfaceName), &tag,
                               &lineUid, &counterSet, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5], &c[6], &c[7],
                               &c[8], &c[9], &c[10], &c[11], &c[12], &c[13], &c[14], &c[15]);
         if (fields == kScanInputFailure) {
@@ -126,16 +152,17 @@ bool sumAccounting(const char* path, int uid, int networkType, UdpNetworkStats* 
 
 int scanUdp4(const char* line, int* uid) {
     char f[7][kShortField];
-    return sscanf_s(line, kUdp4Format, f[0], sizeof(f[0]), f[1], sizeof(f[1]), f[2], sizeof(f[2]), f[3],
-                    sizeof(f[3]), f[4], sizeof(f[4]), f[5], sizeof(f[5]), f[6], sizeof(f[6]), uid);
+    return sscanf_s(line, kUdp4Format, f[0], bufferSize(f[0]), f[1], bufferSize(f[1]), f[2], bufferSize(f[2]),
+                    f[3], bufferSize(f[3]), f[4], bufferSize(f[4]), f[5], bufferSize(f[5]), f[6],
+                    bufferSize(f[6]), uid);
 }
 
 int scanUdp6(const char* line, int* uid) {
     char slot[kShortField], local[kLongField], remote[kLongField], state[kShortField];
     char queues[kLongField], timer[kLongField], retransmits[kLongField];
-    return sscanf_s(line, kUdp6Format, slot, sizeof(slot), local, sizeof(local), remote, sizeof(remote), state,
-                    sizeof(state), queues, sizeof(queues), timer, sizeof(timer), retransmits, sizeof(retransmits),
-                    uid);
+    return sscanf_s(line, kUdp6Format, slot, bufferSize(slot), local, bufferSize(local), remote,
+                    bufferSize(remote), state, bufferSize(state), queues, bufferSize(queues), timer,
+                    bufferSize(timer), retransmits, bufferSize(retransmits), uid);
 }
 
 // Counts the sockets of one UDP table into `stats`. Counts carry over from
@@ -209,36 +236,29 @@ jobject readUdpNetworkStatsDetail(JNIEnv* env, const TrafficStatsPaths& paths, i
     ScopedLocalRef<jobject> info(env, env->NewObject(clazz.get(), constructor));
     if (info.get() == nullptr) return nullptr;
 
+    jfieldID ids[kResultFieldCount];
+    for (size_t field = 0; field < kResultFieldCount; ++field) {
+        ids[field] = env->GetFieldID(clazz.get(), kResultFields[field].name, kResultFields[field].signature);
+        if (ids[field] == nullptr) return nullptr;  // NoSuchFieldError is pending
+    }
+    jobject object = info.get();
+    env->SetIntField(object, ids[kFieldUid], stats->uid);
+    env->SetIntField(object, ids[kFieldUidUdpSockets], stats->uidUdpSockets);
+    env->SetIntField(object, ids[kFieldSumUdpUids], stats->sumUdpUids);
+    env->SetIntField(object, ids[kFieldSumUdpSockets], stats->sumUdpSockets);
     // Java longs carry the unsigned totals bit for bit.
-    const struct {
-        const char* name;
-        uint64_t value;
-    } longFields[] = {
-            {"mRxUdpBytes", stats->rxUdpBytes},     {"mRxUdpPackets", stats->rxUdpPackets},
-            {"mTxUdpBytes", stats->txUdpBytes},     {"mTxUdpPackets", stats->txUdpPackets},
-            {"mSumRxPackets", stats->sumRxPackets}, {"mRxTcpBytes", stats->rxTcpBytes},
-            {"mRxTcpPackets", stats->rxTcpPackets}, {"mTxTcpBytes", stats->txTcpBytes},
-            {"mTxTcpPackets", stats->txTcpPackets},
+    auto setLong = [&](ResultField field, uint64_t value) {
+        env->SetLongField(object, ids[field], static_cast<jlong>(value));
     };
-    const struct {
-        const char* name;
-        int32_t value;
-    } intFields[] = {
-            {"mUid", stats->uid},
-            {"mUidUdpSockets", stats->uidUdpSockets},
-            {"mSumUdpUids", stats->sumUdpUids},
-            {"mSumUdpSockets", stats->sumUdpSockets},
-    };
-    for (const auto& field : intFields) {
-        jfieldID id = env->GetFieldID(clazz.get(), field.name, "I");
-        if (id == nullptr) return nullptr;
-        env->SetIntField(info.get(), id, field.value);
-    }
-    for (const auto& field : longFields) {
-        jfieldID id = env->GetFieldID(clazz.get(), field.name, "J");
-        if (id == nullptr) return nullptr;
-        env->SetLongField(info.get(), id, static_cast<jlong>(field.value));
-    }
+    setLong(kFieldRxTcpBytes, stats->rxTcpBytes);
+    setLong(kFieldRxTcpPackets, stats->rxTcpPackets);
+    setLong(kFieldTxTcpBytes, stats->txTcpBytes);
+    setLong(kFieldTxTcpPackets, stats->txTcpPackets);
+    setLong(kFieldRxUdpBytes, stats->rxUdpBytes);
+    setLong(kFieldRxUdpPackets, stats->rxUdpPackets);
+    setLong(kFieldTxUdpBytes, stats->txUdpBytes);
+    setLong(kFieldTxUdpPackets, stats->txUdpPackets);
+    setLong(kFieldSumRxPackets, stats->sumRxPackets);
     return info.release();
 }
 

@@ -286,7 +286,9 @@ int scan(const char* in, const char* f, va_list* ap) {
                 }
                 if (!dir.suppress) {
                     char* dest = va_arg(*ap, char*);
-                    size_t size = va_arg(*ap, size_t);
+                    // The size is an unsigned int, as in the other secure C
+                    // libraries; on little-endian LP64 a size_t reads the same.
+                    size_t size = va_arg(*ap, unsigned int);
                     size_t need = (conv == 'c') ? n : n + 1;
                     if (dest == nullptr || size == 0 || need > size) {
                         // Refuse a field that does not fit its destination.

@@ -20,8 +20,9 @@ errno_t memset_s(void* dest, size_t destMax, int c, size_t count);
 // `destMax` or the areas overlap; on failure `dest` is cleared when possible.
 errno_t memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
-// sscanf with a buffer size after every %s, %c and %[ destination. Returns the
-// number of fields assigned, or -1 on input failure before the first one.
+// sscanf with a buffer size (an unsigned int) after every %s, %c and %[
+// destination. Returns the number of fields assigned, or -1 on input failure
+// before the first one.
 int sscanf_s(const char* buffer, const char* format, ...);
 
 #ifdef __cplusplus
