@@ -58,8 +58,16 @@ bool anyNonZero(const std::vector<Record>& records, const std::string& bssid) {
 
 BatchFp computeWeightAverage(DataSet& dataSet, int batch, Param param) {
     std::vector<const Record*> members;
-    for (const Record& record : dataSet.records) {
-        if (record.batch == batch) members.push_back(&record);
+    try {
+        for (const Record& record : dataSet.records) {
+            if (record.batch == batch) members.push_back(&record);
+        }
+    } catch (const std::exception& e) {
+        reportException("batchClustering", e);
+        return {batch, {}};
+    } catch (...) {
+        reportUnknownException();
+        return {batch, {}};
     }
     return weightAverage(members, dataSet.bssids, batch, param);
 }

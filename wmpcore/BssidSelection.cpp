@@ -110,12 +110,21 @@ std::vector<const Record*> recordsOfBatch(const DataSet& dataSet, int batch) {
     return rds;
 }
 
-bool heardAboveBoundInAll(const std::vector<const Record*>& rds, const std::string& bssid, const Param& param) {
+const Record& asRecord(const Record& record) {
+    return record;
+}
+const Record& asRecord(const Record* record) {
+    return *record;
+}
+
+// Over records or record addresses alike, so neither caller builds a copy.
+template <typename Records>
+bool heardAboveBoundInAll(const Records& rds, const std::string& bssid, const Param& param) {
     if (rds.empty()) return false;
     float sum = 0.0f;
     try {
-        for (const Record* record : rds) {
-            const float v = valueOf(*record, bssid);
+        for (const auto& record : rds) {
+            const float v = valueOf(asRecord(record), bssid);
             if (v == 0.0f) return false;
             sum += v;
         }
@@ -157,10 +166,7 @@ std::vector<Record> getRdsByBatch(DataSet& dataSet, int batch) {
 }
 
 bool checkRdsBssid(std::vector<Record>& rds, std::string& bssid, Param& param) {
-    std::vector<const Record*> view;
-    view.reserve(rds.size());
-    for (const Record& record : rds) view.push_back(&record);
-    return heardAboveBoundInAll(view, bssid, param);
+    return heardAboveBoundInAll(rds, bssid, param);
 }
 
 std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordNum, int bssidNum) {

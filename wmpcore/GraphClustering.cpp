@@ -48,6 +48,12 @@ int maxSquaredDifference(const std::vector<float>& a, const std::vector<float>& 
     return static_cast<int>(largest);
 }
 
+// The matrix helpers skip an index greater than the size; one equal to the
+// size names no row or cell either, so it is skipped the same way.
+bool pastEnd(size_t index, size_t size) {
+    return index >= size;
+}
+
 CharMatrix subMatrix(const std::vector<uint32_t>& rows, int rowNum, const std::vector<uint32_t>& cols, int colNum,
                      const CharMatrix& mat) {
     CharMatrix sub;
@@ -55,13 +61,12 @@ CharMatrix subMatrix(const std::vector<uint32_t>& rows, int rowNum, const std::v
         for (int i = 0; i < rowNum; ++i) {
             sub.emplace_back();
             const uint32_t r = rows.at(static_cast<size_t>(i));
-            // Greater-than tests: an index equal to the size fails in at().
-            if (r > mat.size()) continue;
-            const std::vector<char>& row = mat.at(r);
+            if (pastEnd(r, mat.size())) continue;
+            const std::vector<char>& row = mat[r];
             for (int j = 0; j < colNum; ++j) {
                 const uint32_t c = cols.at(static_cast<size_t>(j));
-                if (c > row.size()) break;
-                sub.back().push_back(row.at(c));
+                if (pastEnd(c, row.size())) break;
+                sub.back().push_back(row[c]);
             }
         }
     } catch (const std::exception& e) {
@@ -74,7 +79,7 @@ CharMatrix subMatrix(const std::vector<uint32_t>& rows, int rowNum, const std::v
 
 std::vector<unsigned int> neighbours(const CharMatrix& mat, unsigned int a, unsigned int b) {
     std::vector<unsigned int> found;
-    if (a >= mat.size()) return found;
+    if (pastEnd(a, mat.size())) return found;
     const std::vector<char>& row = mat[a];
     for (size_t v = 0; v < row.size(); ++v) {
         const auto node = static_cast<unsigned int>(v);
@@ -86,11 +91,11 @@ std::vector<unsigned int> neighbours(const CharMatrix& mat, unsigned int a, unsi
 int sumCells(const std::vector<uint32_t>& rows, const std::vector<uint32_t>& cols, const CharMatrix& mat) {
     int sum = 0;
     for (uint32_t i : rows) {
-        if (i > mat.size()) return 0;
-        const std::vector<char>& row = mat.at(i);
+        if (pastEnd(i, mat.size())) return 0;
+        const std::vector<char>& row = mat[i];
         for (uint32_t j : cols) {
-            if (j > row.size()) return 0;
-            sum += row.at(j);
+            if (pastEnd(j, row.size())) return 0;
+            sum += row[j];
         }
     }
     return sum;
@@ -105,6 +110,11 @@ bool weaklySupported(int links, size_t np, size_t nq, float strength) {
     return static_cast<float>(links) / static_cast<float>(possible) < strength;
 }
 
+// A cell outside a ragged sub-matrix is not a join.
+char cellOf(const CharMatrix& mat, size_t r, size_t c) {
+    return r < mat.size() && c < mat[r].size() ? mat[r][c] : 0;
+}
+
 void clearJoin(CharMatrix& mat, uint32_t a, uint32_t b) {
     mat.at(a).at(b) = 0;
     mat.at(b).at(a) = 0;
@@ -115,7 +125,7 @@ void pruneGroupByCells(CharMatrix& mat, const std::vector<uint32_t>& members, co
     const size_t k = members.size();
     for (size_t p = 0; p < k; ++p) {
         for (size_t q = p + 1; q < k; ++q) {
-            if (sub.at(p).at(q) == 0) continue;
+            if (cellOf(sub, p, q) == 0) continue;
             const auto np = neighbours(sub, static_cast<unsigned int>(p), static_cast<unsigned int>(q));
             const auto nq = neighbours(sub, static_cast<unsigned int>(q), static_cast<unsigned int>(p));
             const int links = sumCells(np, nq, sub);

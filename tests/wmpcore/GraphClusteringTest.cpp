@@ -94,6 +94,10 @@ TEST(GroupSearch, MatrixHelpersStayInBounds) {
     EXPECT_EQ(getSubAdjMatByVec({0}, 1, {0, 7, 1}, 3, mat), (Matrix{{1}}));
     EXPECT_EQ(sumMatBy2Vec({0, 1}, {0, 1}, mat), 4);
     EXPECT_EQ(sumMatBy2Vec({0}, {9}, mat), 0);
+    // An index equal to the size is no row or cell either; the walk goes on.
+    EXPECT_EQ(getSubAdjMatByVec({2, 1}, 2, {0, 2, 1}, 3, mat), (Matrix{{}, {1}}));
+    EXPECT_EQ(sumMatBy2Vec({2}, {0}, mat), 0);
+    EXPECT_EQ(sumMatBy2Vec({0, 1}, {1, 2}, mat), 0);
     EXPECT_EQ(sumMatBy2Vec({}, {0}, mat), 0);
     EXPECT_EQ(findNeighbors(mat, 0, 9), (std::vector<unsigned int>{1}));
     EXPECT_TRUE(findNeighbors(mat, 4, 0).empty());
