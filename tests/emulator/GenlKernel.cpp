@@ -182,37 +182,32 @@ int versionOf(const Bytes& message) { return message.size() > 17 ? message[17] :
 
 namespace {
 
-// Calls `visit(type, offset, payloadLength)` for each attribute inside the message.
-template <typename Visit>
-void walk(const Bytes& message, Visit visit) {
+// The attributes inside the message as (type, payload), up to the first malformed one.
+std::vector<std::pair<int, Bytes>> attrsOf(const Bytes& message) {
+    std::vector<std::pair<int, Bytes>> attrs;
     size_t end = std::min<size_t>(message.size(), get<uint32_t>(message, 0));
-    for (size_t at = kHeaderSize; at + NLA_HDRLEN <= end;) {
+    for (size_t at = kHeaderSize; at + NLA_HDRLEN <= end; at += NLA_ALIGN(get<uint16_t>(message, at))) {
         uint16_t len = get<uint16_t>(message, at);
-        if (len < NLA_HDRLEN || at + len > end) return;
-        if (!visit(get<uint16_t>(message, at + 2), at + NLA_HDRLEN, static_cast<size_t>(len - NLA_HDRLEN))) return;
-        at += NLA_ALIGN(len);
+        if (len < NLA_HDRLEN || at + len > end) break;
+        auto payload = message.begin() + static_cast<long>(at + NLA_HDRLEN);
+        attrs.emplace_back(get<uint16_t>(message, at + 2), Bytes(payload, payload + (len - NLA_HDRLEN)));
     }
+    return attrs;
 }
 
 }  // namespace
 
 std::vector<int> attrTypesOf(const Bytes& message) {
     std::vector<int> types;
-    walk(message, [&](int type, size_t, size_t) {
-        types.push_back(type);
-        return true;
-    });
+    for (const auto& attr : attrsOf(message)) types.push_back(attr.first);
     return types;
 }
 
 Bytes attrOf(const Bytes& message, int type) {
-    Bytes payload;
-    walk(message, [&](int found, size_t at, size_t len) {
-        if (found != type) return true;
-        payload.assign(message.begin() + static_cast<long>(at), message.begin() + static_cast<long>(at + len));
-        return false;
-    });
-    return payload;
+    for (const auto& attr : attrsOf(message)) {
+        if (attr.first == type) return attr.second;
+    }
+    return {};
 }
 
 int64_t u32AttrOf(const Bytes& message, int type) {

@@ -21,14 +21,9 @@
 namespace kemu {
 namespace {
 
-using SocketFn = int (*)(int, int, int);
-using BindFn = int (*)(int, const sockaddr*, socklen_t);
-using SendtoFn = ssize_t (*)(int, const void*, size_t, int, const sockaddr*, socklen_t);
-using CloseFn = int (*)(int);
-
 template <typename Fn>
-Fn real(const char* name) {
-    return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
+Fn* real(const char* name) {
+    return reinterpret_cast<Fn*>(dlsym(RTLD_NEXT, name));
 }
 
 struct Fault {
@@ -52,23 +47,32 @@ State& state() {
     return *s;
 }
 
+// Runs `f` on the state under its lock.
+template <typename F>
+auto locked(F&& f) {
+    State& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    return f(s);
+}
+
 bool isEmulated(int protocol) {
     return protocol == kMonitorProtocol || protocol == kPolicyProtocol || protocol == kGenericProtocol;
 }
 
-bool takeFault(std::map<int, Fault>& faults, int protocol, int* err) {
+// Consumes one pending fault of the protocol, setting errno; false when there is none.
+bool takeFault(std::map<int, Fault>& faults, int protocol) {
     auto it = faults.find(protocol);
     if (it == faults.end() || it->second.count <= 0) return false;
-    *err = it->second.err;
+    errno = it->second.err;
     if (--it->second.count == 0) faults.erase(it);
     return true;
 }
 
 std::shared_ptr<Channel> channelOf(int fd) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    auto it = s.channels.find(fd);
-    return it == s.channels.end() ? nullptr : it->second;
+    return locked([&](State& s) {
+        auto it = s.channels.find(fd);
+        return it == s.channels.end() ? nullptr : it->second;
+    });
 }
 
 void installDefaults(State& s) {
@@ -80,35 +84,28 @@ void installDefaults(State& s) {
 }  // namespace
 
 bool Channel::deliver(const Bytes& message) const {
-    return ::send(mKernelFd, message.data(), message.size(), MSG_DONTWAIT) ==
-           static_cast<ssize_t>(message.size());
+    return ::send(mKernelFd, message.data(), message.size(), MSG_DONTWAIT) == static_cast<ssize_t>(message.size());
 }
 
 void reset() {
-    State& s = state();
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
+    locked([](State& s) {
         s.history.clear();
         s.opened.clear();
         s.socketFaults.clear();
         s.bindFaults.clear();
         s.sendFaults.clear();
         installDefaults(s);
-    }
+    });
     resetQoeKernel();
     genl::reset();
 }
 
 void setKernel(int protocol, Kernel kernel) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.kernels[protocol] = std::move(kernel);
+    locked([&](State& s) { s.kernels[protocol] = std::move(kernel); });
 }
 
 std::vector<Bytes> sent(int protocol) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    return s.history[protocol];
+    return locked([&](State& s) { return s.history[protocol]; });
 }
 
 bool waitForSent(int protocol, size_t count, std::chrono::milliseconds timeout) {
@@ -118,50 +115,38 @@ bool waitForSent(int protocol, size_t count, std::chrono::milliseconds timeout) 
 }
 
 size_t openSockets(int protocol) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    size_t n = 0;
-    for (const auto& [fd, channel] : s.channels) {
-        if (protocol == -1 || channel->protocol() == protocol) ++n;
-    }
-    return n;
+    return locked([&](State& s) {
+        return static_cast<size_t>(std::count_if(s.channels.begin(), s.channels.end(), [&](const auto& entry) {
+            return protocol == -1 || entry.second->protocol() == protocol;
+        }));
+    });
 }
 
 size_t socketsOpened(int protocol) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    return s.opened[protocol];
+    return locked([&](State& s) { return s.opened[protocol]; });
 }
 
 bool deliverToNewest(int protocol, const Bytes& message) {
-    std::shared_ptr<Channel> newest;
-    {
-        State& s = state();
-        std::lock_guard<std::mutex> guard(s.lock);
-        for (auto it = s.order.rbegin(); it != s.order.rend() && !newest; ++it) {
+    auto newest = locked([&](State& s) {
+        for (auto it = s.order.rbegin(); it != s.order.rend(); ++it) {
             auto found = s.channels.find(*it);
-            if (found != s.channels.end() && found->second->protocol() == protocol) newest = found->second;
+            if (found != s.channels.end() && found->second->protocol() == protocol) return found->second;
         }
-    }
+        return std::shared_ptr<Channel>();
+    });
     return newest && newest->deliver(message);
 }
 
 void failNextSocket(int protocol, int err) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.socketFaults[protocol] = {err, 1};
+    locked([&](State& s) { s.socketFaults[protocol] = {err, 1}; });
 }
 
 void failNextBind(int protocol, int err) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.bindFaults[protocol] = {err, 1};
+    locked([&](State& s) { s.bindFaults[protocol] = {err, 1}; });
 }
 
 void failSends(int protocol, int count, int err) {
-    State& s = state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.sendFaults[protocol] = {err, count};
+    locked([&](State& s) { s.sendFaults[protocol] = {err, count}; });
 }
 
 }  // namespace kemu
@@ -171,41 +156,27 @@ void failSends(int protocol, int count, int err) {
 using namespace kemu;
 
 extern "C" __attribute__((visibility("default"))) int socket(int domain, int type, int protocol) {
-    static const auto realSocket = real<SocketFn>("socket");
+    static const auto realSocket = real<int(int, int, int)>("socket");
     if (domain != AF_NETLINK || !isEmulated(protocol)) return realSocket(domain, type, protocol);
-    State& s = state();
-    int err = 0;
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
+    bool failed = locked([&](State& s) {
         if (s.kernels.empty()) installDefaults(s);
-        if (takeFault(s.socketFaults, protocol, &err)) {
-            errno = err;
-            return -1;
-        }
-    }
+        return takeFault(s.socketFaults, protocol);
+    });
     int pair[2];
-    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair) != 0) return -1;
-    auto channel = std::make_shared<Channel>(protocol, pair[1]);
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.channels[pair[0]] = channel;
-    s.order.push_back(pair[0]);
-    ++s.opened[protocol];
+    if (failed || socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair) != 0) return -1;
+    locked([&](State& s) {
+        s.channels[pair[0]] = std::make_shared<Channel>(protocol, pair[1]);
+        s.order.push_back(pair[0]);
+        ++s.opened[protocol];
+    });
     return pair[0];
 }
 
 extern "C" __attribute__((visibility("default"))) int bind(int fd, const sockaddr* addr, socklen_t len) {
-    static const auto realBind = real<BindFn>("bind");
+    static const auto realBind = real<int(int, const sockaddr*, socklen_t)>("bind");
     auto channel = channelOf(fd);
     if (!channel) return realBind(fd, addr, len);
-    State& s = state();
-    int err = 0;
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
-        if (takeFault(s.bindFaults, channel->protocol(), &err)) {
-            errno = err;
-            return -1;
-        }
-    }
+    if (locked([&](State& s) { return takeFault(s.bindFaults, channel->protocol()); })) return -1;
     if (addr == nullptr || len < sizeof(sockaddr_nl) || addr->sa_family != AF_NETLINK) {
         errno = EINVAL;
         return -1;
@@ -216,42 +187,36 @@ extern "C" __attribute__((visibility("default"))) int bind(int fd, const sockadd
 
 extern "C" __attribute__((visibility("default"))) ssize_t sendto(int fd, const void* buf, size_t len, int flags,
                                                                  const sockaddr* addr, socklen_t alen) {
-    static const auto realSendto = real<SendtoFn>("sendto");
+    static const auto realSendto =
+        real<ssize_t(int, const void*, size_t, int, const sockaddr*, socklen_t)>("sendto");
     auto channel = channelOf(fd);
     if (!channel) return realSendto(fd, buf, len, flags, addr, alen);
-    State& s = state();
-    Kernel kernel;
     Bytes message(static_cast<const uint8_t*>(buf), static_cast<const uint8_t*>(buf) + len);
-    {
-        std::lock_guard<std::mutex> guard(s.lock);
-        int err = 0;
-        if (takeFault(s.sendFaults, channel->protocol(), &err)) {
-            errno = err;
-            return -1;
-        }
+    Kernel kernel;
+    bool failed = locked([&](State& s) {
+        if (takeFault(s.sendFaults, channel->protocol())) return true;
         s.history[channel->protocol()].push_back(message);
         kernel = s.kernels[channel->protocol()];
-    }
+        return false;
+    });
+    if (failed) return -1;
     // The kernel answers before the waiters see the message, as a real one
     // would have queued its reply by the time sendto returns.
     if (kernel) kernel(*channel, message);
-    s.changed.notify_all();
+    state().changed.notify_all();
     return static_cast<ssize_t>(len);
 }
 
 extern "C" __attribute__((visibility("default"))) int close(int fd) {
-    static const auto realClose = real<CloseFn>("close");
-    std::shared_ptr<Channel> channel;
-    {
-        State& s = state();
-        std::lock_guard<std::mutex> guard(s.lock);
+    static const auto realClose = real<int(int)>("close");
+    auto channel = locked([&](State& s) {
         auto it = s.channels.find(fd);
-        if (it != s.channels.end()) {
-            channel = it->second;
-            s.channels.erase(it);
-            s.order.erase(std::remove(s.order.begin(), s.order.end(), fd), s.order.end());
-        }
-    }
+        if (it == s.channels.end()) return std::shared_ptr<Channel>();
+        auto found = it->second;
+        s.channels.erase(it);
+        s.order.erase(std::remove(s.order.begin(), s.order.end(), fd), s.order.end());
+        return found;
+    });
     if (channel) realClose(channel->kernelFd());
     return realClose(fd);
 }

@@ -8,29 +8,25 @@
 #include <android/log.h>
 
 #include <cstring>
-#include <memory>
 
 namespace {
 
 void discard(const __android_logger_data*, const char*) {}
 
-class Input {
-public:
-    Input(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
-    bool empty() const { return mSize == 0; }
+// Reads values off the input; past its end they come out zero.
+struct Input {
+    const uint8_t* data;
+    size_t size;
+    bool empty() const { return size == 0; }
     template <typename T>
     T take() {
         T value{};
-        size_t n = mSize < sizeof(value) ? mSize : sizeof(value);
-        std::memcpy(&value, mData, n);
-        mData += n;
-        mSize -= n;
+        size_t n = size < sizeof(value) ? size : sizeof(value);
+        std::memcpy(&value, data, n);
+        data += n;
+        size -= n;
         return value;
     }
-
-private:
-    const uint8_t* mData;
-    size_t mSize;
 };
 
 void feedCounts(CatonDetection& d, Input& in) {
@@ -57,8 +53,7 @@ void feedAweme(Input& in) {
     for (int32_t& p : para) p = in.take<int8_t>();
     d.setAwemeCatonPara(para[0], para[1], para[2], para[3], para[4], para[5], para[6], para[7], para[8]);
     while (!in.empty()) {
-        AwemeReportPara r;
-        std::memset(&r, 0, sizeof(r));
+        AwemeReportPara r{};
         r.detect_index = in.take<uint8_t>() % 12;  // now and then out of range
         r.cur_index = in.take<uint8_t>() % 11;
         r.detect_state = in.take<uint8_t>() % 4;
@@ -78,31 +73,24 @@ void feedAweme(Input& in) {
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);  // still format every line
+    __android_log_set_logger(discard);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static bool quiet = [] {
-        __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-        __android_log_set_logger(discard);
-        return true;
-    }();
-    (void)quiet;
-    Input in(data, size);
-    switch (in.take<uint8_t>() % 4) {
-        case 0:
-            feedVideo(in, 100);
-            break;
-        case 1:
-            feedVideo(in, 2000);
-            break;
-        case 2: {
-            AudioCatonDetection d;
-            d.setDetectionAlgoType(0);
-            d.mSwitchThreshold = in.take<int8_t>();
-            feedCounts(d, in);
-            break;
-        }
-        default:
-            feedAweme(in);
-            break;
+    Input in{data, size};
+    const int kind = in.take<uint8_t>() % 4;
+    if (kind < 2) {
+        feedVideo(in, kind == 0 ? 100 : 2000);
+    } else if (kind == 2) {
+        AudioCatonDetection d;
+        d.setDetectionAlgoType(0);
+        d.mSwitchThreshold = in.take<int8_t>();
+        feedCounts(d, in);
+    } else {
+        feedAweme(in);
     }
     return 0;
 }

@@ -10,7 +10,7 @@ using mqqoe::testing::LogCapture;
 
 namespace {
 
-// A detector as NetlinkHandler prepares it, fed with `packets`; the last result.
+// Feeds `packets`; the last result.
 int run(AudioCatonDetection& d, const std::vector<int>& packets) {
     int result = -7;
     for (int p : packets) EXPECT_EQ(0, d.inputSample(p, 0, &result));
@@ -19,38 +19,27 @@ int run(AudioCatonDetection& d, const std::vector<int>& packets) {
 
 }  // namespace
 
-TEST(AudioTrees, BoundariesOfThe3GTree) {
+TEST(AudioDetection, TreeBoundaries) {
     AudioCatonDetection d;
-    const struct { float f[3]; bool stall; } cases[] = {
-        {{7.5f, 100, 100}, true},  {{9.5f, 9.5f, 20.5f}, true}, {{9.5f, 9.5f, 21.0f}, false},
-        {{10.5f, 11, 11}, false},  {{11, 15.5f, 100}, true},    {{11, 16, 16}, false},
+    const struct { bool is4G; float f[3]; bool stall; } cases[] = {
+        {false, {7.5f, 100, 100}, true},  {false, {9.5f, 9.5f, 20.5f}, true}, {false, {9.5f, 9.5f, 21.0f}, false},
+        {false, {10.5f, 11, 11}, false},  {false, {11, 15.5f, 100}, true},    {false, {11, 16, 16}, false},
+        {true, {19.5f, 100, 100}, true},  {true, {32.5f, 40, 53.5f}, true},   {true, {32.5f, 40, 54}, false},
+        {true, {44.0f, 44, 44}, false},   {true, {45, 45.5f, 50}, true},      {true, {45, 46, 46}, false},
     };
-    for (const auto& c : cases) EXPECT_EQ(c.stall, d.predict3G(c.f)) << c.f[0] << " " << c.f[1] << " " << c.f[2];
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.stall, c.is4G ? d.predict4G(c.f) : d.predict3G(c.f)) << c.is4G << " " << c.f[0] << " " << c.f[2];
+    }
 }
 
-TEST(AudioTrees, BoundariesOfThe4GTree) {
-    AudioCatonDetection d;
-    const struct { float f[3]; bool stall; } cases[] = {
-        {{19.5f, 100, 100}, true}, {{32.5f, 40, 53.5f}, true}, {{32.5f, 40, 54}, false},
-        {{44.0f, 44, 44}, false},  {{45, 45.5f, 50}, true},    {{45, 46, 46}, false},
-    };
-    for (const auto& c : cases) EXPECT_EQ(c.stall, d.predict4G(c.f)) << c.f[0] << " " << c.f[1] << " " << c.f[2];
-}
-
-TEST(AudioDetection, DecidesFromTheFifthReport) {
-    LogCapture log;
-    AudioCatonDetection d;
-    ASSERT_EQ(0, d.setDetectionAlgoType(9));
-    EXPECT_EQ(0, run(d, {1, 1, 1, 1}));
-    EXPECT_EQ(1u, log.count("Korun", "wait for enough feature:4"));
-    EXPECT_EQ(1, run(d, {1}));
-    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "Korun", "Audio detection stall"));
-}
-
-TEST(AudioDetection, SwitchesTo4GOnceTheAverageExceedsTheThreshold) {
+TEST(AudioDetection, DecidesFromTheFifthReportAndSwitchesTo4GForGood) {
     LogCapture log;
     AudioCatonDetection steady, busy, spike;
     for (auto* d : {&steady, &busy, &spike}) ASSERT_EQ(0, d->setDetectionAlgoType(0));
+    EXPECT_EQ(0, run(steady, {1, 1, 1, 1}));
+    EXPECT_EQ(1u, log.count("Korun", "wait for enough feature:4"));
+    EXPECT_EQ(1, run(steady, {1}));
+    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "Korun", "Audio detection stall"));
     EXPECT_EQ(0, run(steady, {30, 30, 30, 30, 30}));  // average 30 is not above 30
     EXPECT_EQ(AudioCatonDetection::kState3G, steady.mAlgoType);
     EXPECT_EQ(0, run(busy, {40, 40, 40, 40, 40}));
@@ -60,20 +49,12 @@ TEST(AudioDetection, SwitchesTo4GOnceTheAverageExceedsTheThreshold) {
     // One way: ten packets a second would pass the 3G tree but stall the 4G one.
     EXPECT_EQ(1, run(busy, {10, 10, 10, 10, 10}));
     EXPECT_EQ(AudioCatonDetection::kState4G, busy.mAlgoType);
-}
 
-TEST(AudioDetection, RejectsBadStateAndIntervals) {
-    LogCapture log;
-    AudioCatonDetection d;
-    EXPECT_EQ(-1, d.setInterval(2000));
+    EXPECT_EQ(-1, steady.setInterval(2000));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Korun", "The invalid interval:2000"));
-    ASSERT_EQ(0, d.setDetectionAlgoType(0));
-    d.mAlgoType = 5;
-    int result = 0;
-    for (int i = 0; i < 4; ++i) d.inputSample(1, 0, &result);
-    result = 1;
-    EXPECT_EQ(-1, d.inputSample(1, 0, &result));
+    busy.mAlgoType = 5;
+    int result = 1;
+    EXPECT_EQ(-1, busy.inputSample(1, 0, &result));
     EXPECT_EQ(1, result);  // left as it was
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Korun", "Invalid algo type: 5"));
-    EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "Korun", "Audio detection stall"));
 }

@@ -4,20 +4,12 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 using mqqoe::testing::LogCapture;
 
 namespace {
-
-StallInfoEntry entry(uint64_t loadedBase, uint64_t total, int32_t timescale, int32_t dur) {
-    StallInfoEntry e{};
-    e.loaded_base = loadedBase;
-    e.total = total;
-    e.timescale = timescale;
-    e.dur = dur;
-    return e;
-}
 
 AwemeReportPara report(uint32_t index, uint32_t state, const StallInfoEntry& e = {}) {
     AwemeReportPara r{};
@@ -38,7 +30,7 @@ void startRequests(AwemeCatonDetection& d, const std::vector<uint32_t>& indexes)
 
 }  // namespace
 
-TEST(AwemeVote, DefaultCountsDeclareAStall) {
+TEST(AwemeVote, DefaultCountsAndSixSecondMarksOnlyForUserType1) {
     LogCapture log;
     AwemeCatonDetection d;
     startRequests(d, {0, 1, 2});
@@ -53,39 +45,29 @@ TEST(AwemeVote, DefaultCountsDeclareAStall) {
     EXPECT_TRUE(log.contains("Korun", "detect stall(caton_result_2s=1 (con_caton_num=2, caton_num=2))"));
     d.mMarks1s[0] = d.mMarks1s[1] = d.mMarks1s[2] = 1;
     EXPECT_EQ(1, d.getDetectionResult());
-}
-
-TEST(AwemeVote, SixSecondMarksVoteOnlyForUserType1) {
-    AwemeCatonDetection d;
-    startRequests(d, {4});
-    d.mMarks6s[4] = 1;
+    d.mMarks6s[2] = 1;
     EXPECT_EQ(0, d.getDetectionResult());
     d.setAwemeCatonPara(3, 4, 2, 3, 1, 1, 1, 1, 1);
     EXPECT_EQ(1, d.getDetectionResult());
 }
 
-TEST(AwemeShortfall, CoderateGivesTheStepMark) {
+TEST(AwemeShortfall, StepMarksAndStoppedVideos) {
     LogCapture log;
     AwemeCatonDetection d;
     d.mStep = 3;
-    AwemeReportPara r = report(0, 2, entry(150000, 1000000, 1, 10));  // 100,000 B/s, 1.5 s loaded
+    AwemeReportPara r = report(0, 2, {{}, 150000, 1000000, {}, 0, 0, 1, 10});  // 100,000 B/s, 1.5 s loaded
     d.decideCaton(&r, 256000);
     EXPECT_EQ(1, d.mMarks2s[0]);
     EXPECT_EQ(0u, r.update_flag);
     EXPECT_TRUE(log.contains("Korun", "thinks it as stall because loaded=150000, stalltime = 2s, coderate = 100000"));
-
     r.stall_info[0].range_start = 850000;  // now fully loaded
     d.decideCaton(&r, 256000);
     EXPECT_EQ(0u, r.detect_state);
     EXPECT_EQ(1u, r.update_flag);
     EXPECT_TRUE(log.contains("Korun", "already loaded complete, stop detection(total=1000000, loaded=1000000)"));
-}
 
-TEST(AwemeShortfall, UnknownLengthAndLongShortfallsStopTheVideo) {
-    LogCapture log;
-    AwemeCatonDetection d;
     d.mStep = 2;
-    AwemeReportPara r = report(3, 2, entry(100000, 0, 0, 0));
+    r = report(3, 2, {{}, 100000, 0, {}, 0, 0, 0, 0});  // unknown length
     d.decideCaton(&r, 256000);
     EXPECT_EQ(1, d.mMarks2s[3]);
     EXPECT_TRUE(log.contains("Korun", "paser fail, loaded(100000) less than default length(256000), think as stall (2s)"));
@@ -113,18 +95,16 @@ TEST(AwemeRequests, RingKeepsTheLastTenAndRejectsBadIndexes) {
 TEST(AwemeDetection, SilentDownloadIsAStallAtTheThirdSecond) {
     LogCapture log;
     AwemeCatonDetection d;
-    std::vector<int> results;
-    std::vector<bool> reports;
+    std::vector<std::pair<int, bool>> seen;  // result, reported
     for (uint32_t state : {0u, 1u, 2u, 2u, 2u, 2u}) {
         AwemeReportPara r = report(0, state);
         int result = -1;
         bool reported = false;
         ASSERT_EQ(0, d.inputSample(&r, &result, reported));
-        results.push_back(result);
-        reports.push_back(reported);
+        seen.emplace_back(result, reported);
     }
-    EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 1, 0}), results);
-    EXPECT_EQ((std::vector<bool>{false, true, false, false, false, false}), reports);
+    EXPECT_EQ((std::vector<std::pair<int, bool>>{{0, false}, {0, true}, {0, false}, {0, false}, {1, false}, {0, false}}),
+              seen);
     EXPECT_EQ(1u, log.count("Korun", "no response, think it as stall (3s)"));
     EXPECT_EQ(1u, log.count("Korun", "DouyYin detect stall"));
     EXPECT_EQ(4, d.mStep);  // frozen after the stall

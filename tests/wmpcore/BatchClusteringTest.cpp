@@ -17,23 +17,15 @@ Record labelled(int32_t prelabel, std::map<std::string, float> values) {
     return r;
 }
 
-TEST(WeightAverage, RunningSumIsTruncatedAfterEveryAddition) {
-    DataSet ds = build({"batch,b1", "1,-61.7", "1,-62.7", "2,-10"});
-    const BatchFp fp = computeWeightAverage(ds, 1, Param{});
-    EXPECT_EQ(fp.first, 1);
-    EXPECT_EQ(fp.second, (std::vector<float>{-61.5f}));
-}
-
-TEST(WeightAverage, ABssidHeardInExactlyTheWeightShareCountsAsSilent) {
+TEST(WeightAverage, TruncatedRunningSumWeightShareAndEmptyBatches) {
+    DataSet truncated = build({"batch,b1", "1,-61.7", "1,-62.7", "2,-10"});
+    EXPECT_EQ(computeWeightAverage(truncated, 1, Param{}), (BatchFp{1, {-61.5f}}));
+    // A BSSID heard in exactly the weight share of the records counts as silent.
     DataSet ds = build({"batch,half,all", "1,-40,-50", "1,0,-52"});
     EXPECT_EQ(computeWeightAverage(ds, 1, getParamByArr({"weightParam=0.5"})).second,
               (std::vector<float>{0.0f, -51.0f}));
     EXPECT_EQ(computeWeightAverage(ds, 1, getParamByArr({"weightParam=0.49"})).second,
               (std::vector<float>{-40.0f, -51.0f}));
-}
-
-TEST(WeightAverage, BatchWithoutRecordsHasOneZeroPerBssid) {
-    DataSet ds = build({"batch,b1,b2", "1,-40,-50"});
     EXPECT_EQ(computeWeightAverage(ds, 9, Param{}).second, (std::vector<float>{0.0f, 0.0f}));
     DataSet noBssids = build({"batch,label", "1,A"});
     EXPECT_TRUE(computeWeightAverage(noBssids, 1, Param{}).second.empty());
@@ -69,17 +61,6 @@ TEST(ClusterFilter, SmallClustersGoAndTheRestAreRenumbered) {
     EXPECT_TRUE(checkZeroBssidCol(ds.records, "everywhere"));
     EXPECT_FALSE(checkZeroBssidCol(ds.records, "onlyInSmall"));
     EXPECT_FALSE(checkZeroBssidCol({}, "everywhere"));
-}
-
-TEST(ClusterFilter, NothingLeftGivesTheBareModelHeader) {
-    DataSet ds;
-    ds.bssids = {"b1"};
-    ds.records = {labelled(1, {{"b1", -50.0f}})};
-    ds.clusterMap = {{1, 1}};
-    clusterFilter(ds, Param{});
-    EXPECT_TRUE(ds.records.empty());
-    Cluster cluster{ds.records, ds.bssids};
-    EXPECT_EQ(cluster.getStrResult(), "batch,label,timestamp,link_speed,prelabel;");
 }
 
 TEST(ModelText, CarriesTheOriginalBatchAndAddsMissingKeys) {

@@ -6,20 +6,17 @@
 namespace wmpcore {
 namespace {
 
-DataSet build(std::vector<std::string> rows) {
-    return getDataSet(std::move(rows), Param{});
-}
+DataSet build(std::vector<std::string> rows) { return getDataSet(std::move(rows), Param{}); }
 
-TEST(DataSetBuild, TooFewRowsGiveAnEmptySetWithTheFixedHeaderText) {
+TEST(DataSetText, FixedHeaderNoBssidsAndTheWriterAddingMissingKeys) {
     for (auto rows : {std::vector<std::string>{}, std::vector<std::string>{"batch,label,b1"}}) {
         DataSet ds = build(rows);
-        EXPECT_TRUE(ds.records.empty());
-        EXPECT_TRUE(ds.header.empty());
+        EXPECT_TRUE(ds.records.empty() && ds.header.empty());
         EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,;");
     }
-}
+    EXPECT_EQ(build({"batch,label,timestamp,link_speed", "4,L,T,S"}).getString(),
+              "orginBatch,batch,label,timestamp,link_speed,;0,4,L,T,S;");
 
-TEST(DataSetBuild, TextOfOneRecordLackingABssid) {
     mqqoe::testing::LogCapture log;
     DataSet ds = build({"orginBatch,batch,label,timestamp,link_speed,b1,b2", "3,1,L,T,S,0.5"});
     ASSERT_EQ(ds.records.size(), 1U);
@@ -27,53 +24,36 @@ TEST(DataSetBuild, TextOfOneRecordLackingABssid) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,b1,b2,;3,1,L,T,S,0.5,0;");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "WmpCore:getStrResult: \n");
-    // The writer adds the missing key to the record.
     EXPECT_EQ(ds.records[0].bssidValues.count("b2"), 1U);
     EXPECT_TRUE(log.contains(4, "WmpCore DataSet:", "getStrResult begin"));
     EXPECT_TRUE(log.contains(4, "WmpCore:", "getDataSet begin"));
 }
 
-TEST(DataSetBuild, HeaderWithoutBssids) {
-    DataSet ds = build({"batch,label,timestamp,link_speed", "4,L,T,S"});
-    EXPECT_TRUE(ds.bssids.empty());
-    EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,;0,4,L,T,S;");
-}
-
-TEST(DataSetBuild, ZeroLevelsAreKeptButNotCountedAsHeard) {
+TEST(DataSetBuild, ColumnsZeroLevelsAndRowsOfAnyShape) {
     DataSet ds = build({"batch,b1,b2", "7,0.0,-60", "8,-55,0"});
-    EXPECT_EQ(ds.bssidValueLists["b1"], (std::vector<float>{0.0f, -55.0f}));
+    EXPECT_EQ(ds.bssidValueLists["b1"], (std::vector<float>{0.0f, -55.0f}));  // kept, but not heard
     EXPECT_EQ(ds.bssidBatches["b1"], (std::set<int32_t>{8}));
     EXPECT_EQ(ds.bssidBatches["b2"], (std::set<int32_t>{7}));
-    EXPECT_EQ(ds.records[0].bssidValues.at("b1"), 0.0f);
     EXPECT_EQ(ds.batches, (std::vector<int32_t>{7, 8}));
-}
+    // A BSSID before the batch column records batch 0.
+    DataSet early = build({"b1,batch", "-50,6"});
+    EXPECT_EQ(early.bssidBatches["b1"], (std::set<int32_t>{0}));
+    EXPECT_EQ(early.records[0].batch, 6);
+    // Values are placed by position from the first BSSID column.
+    DataSet placed = build({"b1,label,b2,b3", "1,L,2,3"});
+    EXPECT_EQ(placed.records[0].bssidValues, (std::map<std::string, float>{{"b1", 1.0f}, {"b3", 2.0f}}));
+    EXPECT_EQ(placed.records[0].label, "L");
 
-TEST(DataSetBuild, BssidBeforeTheBatchColumnRecordsBatchZero) {
-    DataSet ds = build({"b1,batch", "-50,6"});
-    EXPECT_EQ(ds.bssidBatches["b1"], (std::set<int32_t>{0}));
-    EXPECT_EQ(ds.records[0].batch, 6);
-}
-
-TEST(DataSetBuild, ValuesArePlacedByPositionFromTheFirstBssidColumn) {
-    DataSet ds = build({"b1,label,b2,b3", "1,L,2,3"});
-    const auto& values = ds.records[0].bssidValues;
-    EXPECT_EQ(values.at("b1"), 1.0f);
-    EXPECT_EQ(values.at("b3"), 2.0f);
-    EXPECT_EQ(values.count("b2"), 0U);
-    EXPECT_EQ(ds.records[0].label, "L");
-}
-
-TEST(DataSetBuild, RowsOfAnyShape) {
-    DataSet ds = build({"batch,label,b1,b1", "1,A,-40,-41,-42,-43", "", ",,,", "2,B", "x,C,1e40,nan"});
-    ASSERT_EQ(ds.records.size(), 3U);
+    DataSet odd = build({"batch,label,b1,b1", "1,A,-40,-41,-42,-43", "", ",,,", "2,B", "x,C,1e40,nan"});
+    ASSERT_EQ(odd.records.size(), 3U);
     // Extra fields are dropped; the first value of a repeated name wins.
-    EXPECT_EQ(ds.records[0].bssidValues.at("b1"), -40.0f);
-    EXPECT_EQ(ds.bssidValueLists["b1"].size(), 4U);
-    EXPECT_TRUE(ds.records[1].bssidValues.empty());
-    EXPECT_EQ(ds.records[2].batch, 0);
-    EXPECT_EQ(ds.labels, (std::vector<std::string>{"A", "B", "C"}));
-    EXPECT_EQ(ds.getString(), "orginBatch,batch,label,timestamp,link_speed,b1,b1,;0,1,A,,,-40,-40;0,2,B,,,0,0;"
-                              "0,0,C,,,inf,inf;");
+    EXPECT_EQ(odd.records[0].bssidValues.at("b1"), -40.0f);
+    EXPECT_EQ(odd.bssidValueLists["b1"].size(), 4U);
+    EXPECT_TRUE(odd.records[1].bssidValues.empty());
+    EXPECT_EQ(odd.records[2].batch, 0);
+    EXPECT_EQ(odd.labels, (std::vector<std::string>{"A", "B", "C"}));
+    EXPECT_EQ(odd.getString(), "orginBatch,batch,label,timestamp,link_speed,b1,b1,;0,1,A,,,-40,-40;0,2,B,,,0,0;"
+                               "0,0,C,,,inf,inf;");
 }
 
 TEST(DataSetReset, AppendsBatchesEveryTime) {

@@ -17,36 +17,26 @@ NonRecDFSTraverseResutl cluster(std::vector<BatchFp> fps, const std::vector<std:
     return graphClustering(ds, getParamByArr(params));
 }
 
-std::vector<float> heardAt(size_t columns, std::initializer_list<size_t> heard, float level = -50.0f) {
+std::vector<float> heardAt(size_t columns, std::initializer_list<size_t> heard) {
     std::vector<float> v(columns, 0.0f);
-    for (size_t k : heard) v[k] = level;
+    for (size_t k : heard) v[k] = -50.0f;
     return v;
 }
 
-TEST(GraphClustering, NoBatchesAndOneBatch) {
+TEST(GraphClustering, GroupsOfNoneOneAndThreeBatches) {
     EXPECT_EQ(cluster({}).groupNum, 0);
-    const auto one = cluster({{1, {-50.0f}}});
-    EXPECT_EQ(one.groupNum, 1);
-    EXPECT_EQ(one.groups, (Groups{{0}}));
-    EXPECT_EQ(one.groupOf, (std::map<int32_t, int32_t>{{0, 1}}));
-}
-
-TEST(GraphClustering, JoinedPairAndALoneBatch) {
+    EXPECT_EQ(cluster({{1, {-50.0f}}}).groupOf, (std::map<int32_t, int32_t>{{0, 1}}));
     const auto r = cluster({{1, {-50.0f, -60.0f}}, {2, {-52.0f, -61.0f}}, {3, {0.0f, 0.0f}}});
     EXPECT_EQ(r.groups, (Groups{{0, 1}, {2}}));
     EXPECT_EQ(r.groupSizes, (std::vector<int32_t>{2, 1}));
     EXPECT_EQ(r.groupOf, (std::map<int32_t, int32_t>{{0, 1}, {1, 1}, {2, 2}}));
 }
 
-TEST(GraphClustering, SharedAccessPointsMustExceedTheRatioOfTheLargerSet) {
+TEST(GraphClustering, JoinNeedsSharedAccessPointsAndATruncatedDistanceBelowMaxDist) {
     const auto ten = heardAt(11, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
     EXPECT_EQ(cluster({{1, ten}, {2, heardAt(11, {0, 1, 2, 3, 4, 5})}}, {"shareRatioParam=0.5"}).groupNum, 1);
     EXPECT_EQ(cluster({{1, ten}, {2, heardAt(11, {0, 1, 2, 3, 4, 10})}}, {"shareRatioParam=0.5"}).groupNum, 2);
-    // No shared access point, whatever the distance allows.
     EXPECT_EQ(cluster({{1, heardAt(2, {0})}, {2, heardAt(2, {1})}}, {"maxDist=100000"}).groupNum, 2);
-}
-
-TEST(GraphClustering, TruncatedSquaredDifferenceMustBeBelowMaxDist) {
     EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-60.0f}}}).groupNum, 2);
     EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-60.0f}}}, {"maxDist=101"}).groupNum, 1);
     EXPECT_EQ(cluster({{1, {-50.0f}}, {2, {-59.9f}}}).groupNum, 1);

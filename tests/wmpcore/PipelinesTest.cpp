@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <optional>
 #include <random>
 
@@ -16,101 +16,41 @@ namespace wmpcore {
 namespace {
 
 using Rows = std::vector<std::string>;
+
+using Three = std::array<std::string, 3>;
 const Rows kLoose = {"minDistinctValue=0", "minStdev=-1"};
+const char* const kLevels[] = {"-50,-70", "-52,-72", "0,-40"};
+const std::string kModelHeader = "batch,label,timestamp,link_speed,b1,b2,prelabel;";
 
-// Two batches at one place (b1 about -50, b2 about -70) and one at another
-// place (b1 silent, b2 -40), five scans each; orginBatch is ten times batch.
-struct Scene {
+// Batches b[0] and b[1] at one place, b[2] at another, five scans each; orginBatch is ten times batch.
+Rows placeRows(const std::array<int, 3>& b) {
     Rows rows{"orginBatch,batch,label,timestamp,link_speed,b1,b2"};
-    std::vector<std::string> levels;  // "b1,b2" text of every data row
-    std::vector<int> batches;
-};
-
-Scene placeTable(int first, int second, int third) {
-    Scene s;
-    const std::pair<int, const char*> batches[] = {{first, "-50,-70"}, {second, "-52,-72"}, {third, "0,-40"}};
-    int t = 0;
-    for (const auto& [batch, levels] : batches) {
-        for (int i = 0; i < 5; ++i, ++t) {
-            s.rows.push_back(std::to_string(10 * batch) + "," + std::to_string(batch) + ",L,t" + std::to_string(t) +
-                             ",72," + levels);
-            s.levels.emplace_back(levels);
-            s.batches.push_back(batch);
-        }
+    for (int i = 0; i < 15; ++i) {
+        const std::string batch = std::to_string(b[i / 5]);
+        rows.push_back(batch + "0," + batch + ",L,t" + std::to_string(i) + ",72," + kLevels[i / 5]);
     }
-    return s;
+    return rows;
 }
 
-// Model lines "<first column>,L,t<i>,72,<levels>,<label>;".
-std::string model(const Scene& s, const std::vector<int>& firstColumn, const std::vector<int>& labels) {
-    std::string text = "batch,label,timestamp,link_speed,b1,b2,prelabel;";
-    for (size_t i = 0; i < s.levels.size(); ++i) {
-        text += std::to_string(firstColumn[i]) + ",L,t" + std::to_string(i) + ",72," + s.levels[i] + "," +
-                std::to_string(labels[i]) + ";";
-    }
+// `text` followed by one line "<lead>,L,t<i>,72,<levels><tail>;" per scan, lead and tail per batch.
+std::string table(std::string text, const Three& lead, const Three& tail) {
+    for (int i = 0; i < 15; ++i) text += lead[i / 5] + ",L,t" + std::to_string(i) + ",72," + kLevels[i / 5] + tail[i / 5] + ";";
     return text;
 }
 
-// Stage timings are whole seconds, so only the text before the figure is fixed.
-bool loggedWithPrefix(const mqqoe::testing::LogCapture& log, const std::string& prefix) {
-    for (const auto& line : log.lines()) {
-        if (line.priority == 4 && line.tag == "WmpCore:" && line.message.rfind(prefix, 0) == 0) return true;
-    }
-    return false;
-}
-
-std::vector<int> perBatch(const Scene& s, std::map<int, int> value) {
-    std::vector<int> out;
-    for (int b : s.batches) out.push_back(value[b]);
-    return out;
-}
-
-TEST(Pipelines, TrainDataLabelsTheTwoPlaces) {
-    const Scene s = placeTable(1, 2, 3);
+TEST(Pipelines, TextsOnAHandMadeTable) {
     mqqoe::testing::LogCapture log;
-    EXPECT_EQ(trainData(s.rows, Param{}),
-              model(s, perBatch(s, {{1, 10}, {2, 20}, {3, 30}}), perBatch(s, {{1, 1}, {2, 1}, {3, 2}})));
+    EXPECT_EQ(trainData(placeRows({1, 2, 3}), Param{}), table(kModelHeader, {"10", "20", "30"}, {",1", ",1", ",2"}));
     EXPECT_TRUE(log.contains(4, "WmpCore:", "trainData begin,rawFingers.size = 16"));
-    EXPECT_TRUE(loggedWithPrefix(log, "trainData begin 003,batchClustering spend(seconds): "));
-}
-
-TEST(Pipelines, TrainDataStrRenumbersBatchesAndCarriesTheOldOnes) {
-    const Scene s = placeTable(4, 8, 15);
-    mqqoe::testing::LogCapture log;
-    EXPECT_EQ(trainDataStr(s.rows, getParamByArr(kLoose), {}),
-              model(s, s.batches, perBatch(s, {{4, 1}, {8, 1}, {15, 2}})));
-    EXPECT_TRUE(log.contains(4, "WmpCore:", "trainDataStr begin 000,rawFingers.size = 16"));
-    EXPECT_TRUE(log.contains(4, "WmpCore:", "trainDataStr begin 003"));
-}
-
-TEST(Pipelines, NothingSelectedGivesUnclusteredModelAndEmptyCoreData) {
-    // Two distinct levels per BSSID are too few for the default selection.
-    const Scene s = placeTable(4, 8, 15);
-    mqqoe::testing::LogCapture log;
-    EXPECT_EQ(trainDataStr(s.rows, Param{}, {}), model(s, perBatch(s, {{4, 40}, {8, 80}, {15, 150}}),
-                                                       std::vector<int>(s.batches.size(), 0)));
-    EXPECT_FALSE(log.contains(4, "WmpCore:", "trainDataStr begin 002"));
-    EXPECT_EQ(getCoreData(s.rows, Param{}, {}), "");
-    EXPECT_TRUE(loggedWithPrefix(log, "getCoreData begin 001,getDataSet spend(seconds): "));
-    EXPECT_FALSE(loggedWithPrefix(log, "getCoreData begin 002"));
-}
-
-TEST(Pipelines, CoreDataIsTheRebuiltTable) {
-    Scene s = placeTable(4, 8, 15);
-    s.rows.push_back("7,7,L,silent,72,0,0");
-    std::string expected = "orginBatch,batch,label,timestamp,link_speed,b1,b2,;";
-    const std::map<int, int> renumbered = {{4, 1}, {8, 2}, {15, 3}};
-    for (size_t i = 0; i < s.levels.size(); ++i) {
-        expected += std::to_string(s.batches[i]) + "," + std::to_string(renumbered.at(s.batches[i])) + ",L,t" +
-                    std::to_string(i) + ",72," + s.levels[i] + ";";
-    }
-    EXPECT_EQ(getCoreData(s.rows, getParamByArr(kLoose), {}), expected);
-}
-
-TEST(Pipelines, TooFewRowsGiveTheBareHeader) {
-    EXPECT_EQ(trainData({}, Param{}), "batch,label,timestamp,link_speed,prelabel;");
-    EXPECT_EQ(trainDataStr({"batch,b1"}, Param{}, {}), "batch,label,timestamp,link_speed,prelabel;");
-    EXPECT_EQ(getCoreData({"batch,b1"}, Param{}, {}), "");
+    // trainDataStr renumbers the batches and writes the old numbers.
+    Rows rows = placeRows({4, 8, 15});
+    EXPECT_EQ(trainDataStr(rows, getParamByArr(kLoose), {}), table(kModelHeader, {"4", "8", "15"}, {",1", ",1", ",2"}));
+    // Two distinct levels per BSSID are too few for the default selection: nothing is clustered.
+    EXPECT_EQ(trainDataStr(rows, Param{}, {}), table(kModelHeader, {"40", "80", "150"}, {",0", ",0", ",0"}));
+    EXPECT_EQ(getCoreData(rows, Param{}, {}), "");
+    rows.push_back("70,7,L,silent,72,0,0");  // dropped
+    EXPECT_EQ(getCoreData(rows, getParamByArr(kLoose), {}),
+              table("orginBatch,batch,label,timestamp,link_speed,b1,b2,;", {"4,1", "8,2", "15,3"}, {"", "", ""}));
 }
 
 fingerprints::ClusterReport score(const fingerprints::FingerprintSet& set, const std::string& text) {
@@ -152,34 +92,6 @@ TEST(ClusterProperties, AnOutlierBatchIsFilteredWithoutDisturbingThePlaces) {
     EXPECT_EQ(report.kept, set.scanCount() - 2);
     EXPECT_EQ(report.purity, 1.0);
     EXPECT_EQ(report.ari, 1.0);
-}
-
-TEST(ClusterProperties, MoreThanFiveHundredBatchesShareOneLabel) {
-    Rows rows{"batch,b1"};
-    for (int batch = 1; batch <= 501; ++batch) rows.push_back(std::to_string(batch) + "," + std::to_string(-40 - batch % 50));
-    const std::string text = trainData(rows, Param{});
-    EXPECT_EQ(fingerprints::parseModelText(text).size(), 501U);
-    EXPECT_EQ(text.find(",2;"), std::string::npos);
-}
-
-TEST(BadInput, RowsOfAnyShapeNeverBreakThePipelines) {
-    std::mt19937 rng(3);
-    const char alphabet[] = "0123456789-.,,,,e+naxL;= ";
-    for (int round = 0; round < 300; ++round) {
-        Rows rows{rng() % 4 ? "orginBatch,batch,label,timestamp,link_speed,b1,b2,b3" : "b1,batch,b2,,label"};
-        const size_t n = rng() % 30;
-        for (size_t r = 0; r < n; ++r) {
-            std::string row;
-            const size_t len = rng() % 60;
-            for (size_t i = 0; i < len; ++i) row += alphabet[rng() % (sizeof(alphabet) - 1)];
-            rows.push_back(row);
-        }
-        const Param p = getParamByArr({"isMainAp=" + std::to_string(rng() % 2), "minFreq=" + std::to_string(rng() % 3)});
-        EXPECT_EQ(trainData(rows, p).rfind("batch,label,timestamp,link_speed,", 0), 0U);
-        EXPECT_EQ(trainDataStr(rows, p, {}).rfind("batch,label,timestamp,link_speed,", 0), 0U);
-        const std::string core = getCoreData(rows, p, {});
-        EXPECT_TRUE(core.empty() || core.rfind("orginBatch,batch,", 0) == 0);
-    }
 }
 
 std::optional<fingerprints::FingerprintSet> ujiSet() {
