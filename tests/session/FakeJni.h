@@ -27,26 +27,30 @@ public:
     // Any non-null object stands for the adapter.
     jobject adapter() { return reinterpret_cast<jobject>(&mAdapterToken); }
 
-    void setCallbackMissing(bool missing);
-    void setAttachFails(bool fails);
+    void setCallbackMissing(bool missing) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mCallbackMissing = missing;
+    }
+    void setAttachFails(bool fails) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mAttachFails = fails;
+    }
 
     // Callbacks received, oldest first.
-    std::vector<StallReport> callbacks() const;
+    std::vector<StallReport> callbacks() const { return locked(mCallbacks); }
     bool waitCallbacks(size_t count, std::chrono::milliseconds timeout) const;
-    int liveGlobalRefs() const;
-    int liveLocalRefs() const;
-    int attachedThreads() const;
+    int liveGlobalRefs() const { return locked(mGlobalRefs); }
+    int liveLocalRefs() const { return locked(mLocalRefs); }
+    int attachedThreads() const { return locked(mAttached); }
 
 private:
     static FakeJni& self();
-    static jobject newGlobalRef(JNIEnv*, jobject ref);
-    static void deleteGlobalRef(JNIEnv*, jobject ref);
-    static void deleteLocalRef(JNIEnv*, jobject ref);
-    static jclass getObjectClass(JNIEnv*, jobject ref);
-    static jmethodID getStaticMethodId(JNIEnv*, jclass, const char* name, const char* signature);
-    static void callStaticVoidMethodV(JNIEnv*, jclass, jmethodID, va_list args);
-    static jint attach(JavaVM*, void** env, void*);
-    static jint detach(JavaVM*);
+    // A copy of a member, taken under the lock.
+    template <typename T>
+    T locked(const T& member) const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return member;
+    }
 
     JNINativeInterface_ mFunctions{};
     JNIInvokeInterface_ mInvoke{};

@@ -1,9 +1,11 @@
 // Sessions through the production thread entry: StallDetectThread on the
 // NetlinkHandler singleton against the emulated stall-detection module, with
 // the fake VM standing in for the JVM (which cannot run under ThreadSanitizer).
+// The status machine and kernel faults are covered from the JVM (StallSessionTest).
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <random>
@@ -95,6 +97,14 @@ TEST_F(StallEmulator, VideoCallReportsFrameResultsAndSilenceThenStops) {
     EXPECT_EQ(kSceneVideoCall, calls[1].scene);
 
     ASSERT_EQ(0, command(kStallCmdStop, kSceneVideoCall));
+    // A start refused while the worker is still blocked stores its values all the same.
+    EXPECT_EQ(-1, sendQoeStallDetectCmd(jni.env(), jni.adapter(), kStallCmdStart, kUid + 1, kSceneVoiceCall, 7, 3));
+    {
+        StateLock lock;
+        EXPECT_EQ((std::array<int, 4>{kUid + 1, kSceneVoiceCall, 7, 3}),
+                  (std::array<int, 4>{gStallUid, gStallAppScene, gStallAlgoType, gStallUserType}));
+    }
+    ASSERT_EQ(0, command(kStallCmdStop, kSceneVideoCall));  // drops the adapter the refused start took
     ASSERT_TRUE(genl::pushThroughputReport(kUid, 110, 50, 20000, 900));
     ASSERT_TRUE(waitFor(sessionSocketClosed));
     EXPECT_EQ(1u, sentCommands(kCmdStop));
@@ -103,15 +113,32 @@ TEST_F(StallEmulator, VideoCallReportsFrameResultsAndSilenceThenStops) {
     EXPECT_EQ(0, jni.liveLocalRefs());
 }
 
-TEST_F(StallEmulator, WithoutAnEnvironmentCollectionIsLeftRunning) {
-    jni.setAttachFails(true);
-    ASSERT_EQ(0, command(kStallCmdStart, kSceneVoiceCall));
+TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorker) {
+    // An unknown scene: the handler is stopped again.
+    ASSERT_EQ(0, command(kStallCmdStart, 12345));
+    ASSERT_TRUE(waitFor([this] { return log.contains(4, kLogTag, "Setup the detection type failed"); }));
+    ASSERT_TRUE(waitFor(sessionSocketClosed));
+    EXPECT_EQ(0u, sentCommands(kCmdStart));
+
+    // No callback method: the first report ends the session.
+    jni.setCallbackMissing(true);
+    ASSERT_TRUE(waitFor([this] { return command(kStallCmdStart, kSceneVoiceCall) == 0; }));
     ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
+    ASSERT_TRUE(waitFor(sessionSocketClosed));
+    EXPECT_TRUE(log.contains(4, kLogTag, "ReportStallInfo is NULL"));
+    EXPECT_EQ(1u, sentCommands(kCmdStop));
+    EXPECT_TRUE(jni.callbacks().empty());
+    jni.setCallbackMissing(false);
+
+    // No environment: the worker ends without stopping collection, so a new start finds the handler busy.
+    jni.setAttachFails(true);
+    ASSERT_TRUE(waitFor([this] { return command(kStallCmdStart, kSceneVoiceCall) == 0; }));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 2; }));
     ASSERT_TRUE(waitFor([this] { return log.contains(4, kLogTag, "AttachCurrentThread fail"); }));
-    // The worker ends without stopping collection: a new start finds the handler busy.
     ASSERT_TRUE(waitFor([this] { return command(kStallCmdStart, kSceneVoiceCall) == 0; }));
     ASSERT_TRUE(waitFor([this] { return log.contains(4, kLogTag, "Get NetlinkHandler Instance or start failed"); }));
-    EXPECT_EQ(0u, sentCommands(kCmdStop));
+    EXPECT_EQ(1u, sentCommands(kCmdStop));
     EXPECT_EQ(1u, kemu::openSockets(kemu::kGenericProtocol));
     // Only this test's clean-up releases the handler; the last worker no longer touches it.
     NetlinkHandler* handler = NetlinkHandler::Instance();

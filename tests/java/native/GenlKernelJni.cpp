@@ -18,8 +18,6 @@ constexpr int kControllerType = 16;  // GENL_ID_CTRL: the family lookup
 
 extern "C" {
 
-JNIEXPORT void JNICALL GENL(setFamilyId)(JNIEnv*, jclass, jint id) { kemu::genl::setFamilyId(id); }
-
 JNIEXPORT void JNICALL GENL(nackNext)(JNIEnv*, jclass, jint error, jint count) {
     kemu::genl::nackNext(error, count);
 }

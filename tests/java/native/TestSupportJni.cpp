@@ -92,10 +92,6 @@ JNIEXPORT void JNICALL TESTING(KernelEmulator, failNextSocket)(JNIEnv*, jclass, 
     kemu::failNextSocket(protocol, err);
 }
 
-JNIEXPORT void JNICALL TESTING(KernelEmulator, failNextBind)(JNIEnv*, jclass, jint protocol, jint err) {
-    kemu::failNextBind(protocol, err);
-}
-
 JNIEXPORT void JNICALL TESTING(KernelEmulator, failSends)(JNIEnv*, jclass, jint protocol, jint count, jint err) {
     kemu::failSends(protocol, count, err);
 }
@@ -107,14 +103,6 @@ JNIEXPORT void JNICALL TESTING(KernelEmulator, setMonitorReply)(JNIEnv* env, jcl
         env->GetIntArrayRegion(words, 0, 10, reinterpret_cast<jint*>(values));
     }
     kemu::setMonitorReply(answer, values);
-}
-
-JNIEXPORT jboolean JNICALL TESTING(KernelEmulator, deliverToNewest)(JNIEnv* env, jclass, jint protocol,
-                                                                   jbyteArray message) {
-    jsize n = env->GetArrayLength(message);
-    kemu::Bytes bytes(static_cast<size_t>(n));
-    env->GetByteArrayRegion(message, 0, n, reinterpret_cast<jbyte*>(bytes.data()));
-    return kemu::deliverToNewest(protocol, bytes);
 }
 
 JNIEXPORT void JNICALL TESTING(PlatformStandIns, netdReset)(JNIEnv*, jclass) { netdStandInReset(); }

@@ -1,16 +1,14 @@
 package com.android.server.qesta;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static java.nio.charset.StandardCharsets.UTF_8;
 
-import java.io.ByteArrayOutputStream;
-import java.io.InputStream;
 import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
-import java.nio.charset.StandardCharsets;
-import java.util.ArrayList;
-import java.util.List;
+import java.util.Arrays;
 import java.util.concurrent.TimeUnit;
 
 import org.junit.jupiter.api.Test;
@@ -34,9 +32,7 @@ class LibraryLoadTest {
                 }
                 // Zero arguments are harmless for every native: unknown commands, no uid.
                 Object[] args = new Object[method.getParameterCount()];
-                for (int i = 0; i < args.length; i++) {
-                    args[i] = 0;
-                }
+                Arrays.fill(args, 0);
                 if (name.equals("nativeSendQoeStallDetectCmd")) {
                     args[0] = 99;  // not a stall command: returns at once
                 }
@@ -51,51 +47,32 @@ class LibraryLoadTest {
     @Test
     void classMissingOneNativeFailsToLoadWithFatalLogs() throws Exception {
         Result child = run(System.getProperty("mqqoe.brokencp"), "capture");
-        assertTrue(child.out.contains("LOAD_FAILED"), child.out);
-        assertTrue(child.out.contains("7/JNIHelp: RegisterNatives failed for "
-                + "'com/android/server/qesta/ZvQestaJniAdapter'; aborting..."), child.out);
-        assertTrue(child.out.contains("7/JNIHelp: java.lang.NoSuchMethodError: "), child.out);
-        assertTrue(child.out.contains("6/ZvQoEJNI: jni registration failure, status: -1"), child.out);
+        assertTrue(child.out().contains("LOAD_FAILED"), child.out());
+        assertTrue(child.out().contains("7/JNIHelp: RegisterNatives failed for "
+                + "'com/android/server/qesta/ZvQestaJniAdapter'; aborting..."), child.out());
+        assertTrue(child.out().contains("7/JNIHelp: java.lang.NoSuchMethodError: "), child.out());
+        assertTrue(child.out().contains("6/ZvQoEJNI: jni registration failure, status: -1"), child.out());
     }
 
     @Test
     void missingAdapterClassAbortsTheProcess() throws Exception {
         Result child = run(System.getProperty("mqqoe.testcp").split(":")[0], "raw");
-        assertNotEquals(0, child.exitCode);
-        assertTrue(!child.out.contains("LOADED"), child.out);
-        assertTrue(child.err.contains("Native registration unable to find class "
-                + "'com/android/server/qesta/ZvQestaJniAdapter'; aborting..."), child.err);
+        assertNotEquals(0, child.exitCode());
+        assertFalse(child.out().contains("LOADED"), child.out());
+        assertTrue(child.err().contains("Native registration unable to find class "
+                + "'com/android/server/qesta/ZvQestaJniAdapter'; aborting..."), child.err());
     }
 
-    private static final class Result {
-        int exitCode;
-        String out;
-        String err;
-    }
+    private record Result(int exitCode, String out, String err) {}
 
     private static Result run(String classPath, String mode) throws Exception {
-        List<String> command = new ArrayList<>();
-        command.add(System.getProperty("mqqoe.java"));
-        command.add("-Djava.library.path=" + System.getProperty("mqqoe.libpath"));
-        command.add("-Xshare:off");
-        command.add("-cp");
-        command.add(classPath);
-        command.add("com.android.server.qesta.testing.LoadProbe");
-        command.add(mode);
-        ProcessBuilder builder = new ProcessBuilder(command);
+        ProcessBuilder builder = new ProcessBuilder(System.getProperty("mqqoe.java"),
+                "-Djava.library.path=" + System.getProperty("mqqoe.libpath"), "-Xshare:off", "-cp", classPath,
+                "com.android.server.qesta.testing.LoadProbe", mode);
         builder.environment().remove("LD_PRELOAD");
         Process process = builder.start();
         assertTrue(process.waitFor(60, TimeUnit.SECONDS), "probe did not finish");
-        Result result = new Result();
-        result.exitCode = process.exitValue();
-        result.out = read(process.getInputStream());
-        result.err = read(process.getErrorStream());
-        return result;
-    }
-
-    private static String read(InputStream stream) throws Exception {
-        ByteArrayOutputStream buffer = new ByteArrayOutputStream();
-        stream.transferTo(buffer);
-        return buffer.toString(StandardCharsets.UTF_8);
+        return new Result(process.exitValue(), new String(process.getInputStream().readAllBytes(), UTF_8),
+                new String(process.getErrorStream().readAllBytes(), UTF_8));
     }
 }

@@ -16,12 +16,7 @@ final class StallSessions {
     private StallSessions() {}
 
     /** One call of handleReportStallInfo. */
-    public record Callback(int value, int scene, int kind, boolean flag) {
-        @Override
-        public String toString() {
-            return "(" + value + ", " + scene + ", " + kind + ", " + flag + ")";
-        }
-    }
+    public record Callback(int value, int scene, int kind, boolean flag) {}
 
     /** Records the callbacks the Java side receives. */
     public static final class Recorder implements ZvQestaJniAdapter.StallListener {
@@ -115,10 +110,6 @@ final class StallSessions {
                 }
                 Thread.sleep(1);
             }
-        }
-
-        public long[] totals() {
-            return new long[] {mOut, mIn};
         }
     }
 

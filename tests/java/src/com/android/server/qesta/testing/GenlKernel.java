@@ -20,8 +20,6 @@ public final class GenlKernel {
 
     private GenlKernel() {}
 
-    public static native void setFamilyId(int id);
-
     /** The next {@code count} acknowledgements carry {@code error}. */
     public static native void nackNext(int error, int count);
 

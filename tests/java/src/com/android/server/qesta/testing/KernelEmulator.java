@@ -24,11 +24,7 @@ public final class KernelEmulator {
 
     public static native void failNextSocket(int protocol, int errno);
 
-    public static native void failNextBind(int protocol, int errno);
-
     public static native void failSends(int protocol, int count, int errno);
 
     public static native void setMonitorReply(boolean answer, int[] words);
-
-    public static native boolean deliverToNewest(int protocol, byte[] message);
 }
