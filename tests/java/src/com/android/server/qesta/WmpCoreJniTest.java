@@ -2,10 +2,15 @@ package com.android.server.qesta;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.android.server.qesta.testing.LogCapture;
 import com.android.server.qesta.wavemapping.modelservice.TrainModelService;
 
+import java.io.File;
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -13,6 +18,7 @@ import java.util.List;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
 
 /** The six clustering natives, reached through the adapter and the model service. */
 class WmpCoreJniTest {
@@ -30,6 +36,8 @@ class WmpCoreJniTest {
     private final List<Native> clusterData = List.of(adapter::nativeWmpCoreClusterData, service::wmpCoreClusterData);
     private final List<Native> coreData =
             List.of(adapter::nativeGetWmpCoreTrainData, service::nativeGetWmpCoreTrainData);
+
+    @TempDir Path dir;
 
     @BeforeAll
     static void installLog() {
@@ -92,5 +100,32 @@ class WmpCoreJniTest {
         String text = adapter.nativeWmpCoreTrainData(rows, new String[] {"minFreq=1"});
         assertEquals(100_001, text.split(";").length);
         assertTrue(text.endsWith(";0,,,,-50,1;"));
+    }
+
+    private String run(String... command) throws IOException, InterruptedException {
+        Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
+        String out = new String(p.getInputStream().readAllBytes());
+        assertEquals(0, p.waitFor(), out);
+        return out;
+    }
+
+    @Test
+    void ujiIndoorLocThroughBothClasses() throws Exception {
+        File csv = new File(System.getProperty("mqqoe.shared", ""), "data/ujiindoorloc/ValidationData.csv");
+        assumeTrue(csv.isFile(), "UJIIndoorLoc validation set not present");
+        String gen = System.getProperty("mqqoe.bindir") + "/tools/fingerprints/fingerprint_gen";
+        Path rowsFile = dir.resolve("rows.txt");
+        Path truth = dir.resolve("truth.txt");
+        run(gen, "uji", csv.getPath(), "--out", rowsFile.toString(), "--truth", truth.toString());
+        String[] rows = Files.readAllLines(rowsFile).toArray(new String[0]);
+        assertEquals(1112, rows.length);
+        for (List<Native> pipeline : List.of(trainData, clusterData, coreData)) {
+            assertEquals(pipeline.get(0).call(rows, null), pipeline.get(1).call(rows, null));
+        }
+        assertTrue(coreData.get(0).call(rows, null).startsWith("orginBatch,batch,label,timestamp,link_speed,WAP"));
+        Path modelFile = Files.writeString(dir.resolve("model.txt"), trainData.get(1).call(rows, null));
+        String report = run(gen, "score", "--truth", truth.toString(), "--model", modelFile.toString());
+        String purity = report.replaceAll("(?s).*purity ([0-9.]+).*", "$1").trim();
+        assertTrue(Double.parseDouble(purity) >= 0.95, report);
     }
 }
