@@ -1,7 +1,10 @@
 #pragma once
-// RAII holders for JNI local references and string characters.
+// RAII holders for JNI local references and string characters, and the one
+// way the glue reports and clears a pending Java exception.
 
 #include <jni.h>
+
+#include <string>
 
 template <typename T>
 class ScopedLocalRef {
@@ -16,7 +19,7 @@ public:
         if (mRef != nullptr) mEnv->DeleteLocalRef(mRef);
         mRef = ref;
     }
-    T release() {
+    [[nodiscard]] T release() {
         T ref = mRef;
         mRef = nullptr;
         return ref;
@@ -27,7 +30,9 @@ private:
     T mRef;
 };
 
-// Modified UTF-8 characters of a Java string, released on scope exit.
+// Modified UTF-8 characters of a Java string, released on scope exit; null
+// when the string is null or the VM could not give them (an exception is
+// then pending).
 class ScopedUtfChars {
 public:
     ScopedUtfChars(JNIEnv* env, jstring text)
@@ -45,3 +50,7 @@ private:
     jstring mText;
     const char* mChars;
 };
+
+// "<class name>: <message>" of the pending exception, which is cleared, with
+// the usual fallbacks when either cannot be had.
+std::string describePendingException(JNIEnv* env);

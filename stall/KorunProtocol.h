@@ -1,6 +1,6 @@
 #pragma once
 // Contract with the kernel stall-detection module: generic netlink family
-// "zvkorun", its commands and attributes, and the controller lookup.
+// "zvkorun", its commands and attributes.
 
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
@@ -40,19 +40,6 @@ namespace korun {
 constexpr char kFamilyName[] = "zvkorun";
 constexpr uint8_t kGenlVersion = 1;
 
-// The generic netlink controller and the part of it the lookup uses.
-constexpr uint16_t kCtrlType = 16;          // GENL_ID_CTRL
-constexpr uint8_t kCtrlCmdGetFamily = 3;    // CTRL_CMD_GETFAMILY
-constexpr uint16_t kCtrlAttrFamilyId = 1;   // CTRL_ATTR_FAMILY_ID
-constexpr uint16_t kCtrlAttrFamilyName = 2; // CTRL_ATTR_FAMILY_NAME
-
-constexpr uint16_t kFlagsRequest = NLM_F_REQUEST;              // 1
-constexpr uint16_t kFlagsRequestAck = NLM_F_REQUEST | NLM_F_ACK;  // 5
-constexpr uint16_t kMsgTypeError = NLMSG_ERROR;                  // 2
-
-constexpr size_t kNlHeaderSize = 16;
-constexpr size_t kGenlHeaderSize = 20;  // netlink + generic netlink header
-constexpr size_t kAttrHeaderSize = 4;
 constexpr size_t kSendBufferSize = 1024;
 constexpr size_t kAttrPayloadMax = 500;
 constexpr int kMaxAttrs = 5;

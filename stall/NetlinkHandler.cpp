@@ -1,8 +1,10 @@
 #include "NetlinkHandler.h"
 
+#include "AppScene.h"
 #include "AudioCatonDetection.h"
 #include "AwemeCatonDetection.h"
-#include "GenlMessage.h"
+#include "MessageBuilder.h"
+#include "Netlink.h"
 #include "SearchKeys.h"
 #include "StallLog.h"
 #include "VideoCatonDetection.h"
@@ -23,15 +25,6 @@ constexpr int kKeepAliveEvery = 5;
 // The ack/report wait is interval x 3,000,000 ms in 32-bit arithmetic: it
 // wraps (negative for a 1000 ms interval, i.e. no limit), which is relied on.
 constexpr uint32_t kPollTimeoutFactor = 3000000;
-
-const uint8_t* bytesOf(const genl_msg* message) { return reinterpret_cast<const uint8_t*>(message); }
-
-// Length and type checks shared by every receive; the header is inside the
-// buffer whatever was received, since the buffer is cleared first.
-bool headerFits(const genl_msg& message, ssize_t received) {
-    return received >= static_cast<ssize_t>(korun::kNlHeaderSize) && message.n.nlmsg_len >= korun::kNlHeaderSize &&
-           message.n.nlmsg_len <= static_cast<size_t>(received);
-}
 
 nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     nl_attr_data attr{};
@@ -75,31 +68,37 @@ void logUnexpectedAttr(uint16_t wanted, uint16_t got) {
     }
 }
 
-// Finds the next attribute, which must be of `type`.
-bool expectAttr(GenlAttrWalker& walker, uint16_t type, GenlAttr* attr) {
+// A report's attributes come in a fixed order: the next one must be of
+// `type`, and anything else (another type, or none) rejects the report.
+bool expectAttr(nl::AttrWalker& walker, uint16_t type, nl::Attr* attr) {
     if (!walker.next(attr)) {
-        KLOGE("The report ends at the receive buffer before the attribute type %d", type);
+        KLOGE("The report ends before the attribute type %d", type);
         return false;
     }
-    if (attr->type != type) {
-        logUnexpectedAttr(type, attr->type);
+    if (attr->type() != type) {
+        logUnexpectedAttr(type, attr->type());
         return false;
     }
     return true;
 }
 
-bool expectU32(GenlAttrWalker& walker, uint16_t type, uint32_t* value) {
-    GenlAttr attr;
+// The next attribute, of `type` and exactly `size` payload bytes, into `out`.
+bool expectFixed(nl::AttrWalker& walker, uint16_t type, void* out, size_t size) {
+    nl::Attr attr;
     if (!expectAttr(walker, type, &attr)) return false;
-    if (!walker.readU32(attr, value)) {
-        KLOGE("The attribute type %d runs past the receive buffer", type);
+    if (!attr.getFixed(out, size)) {
+        KLOGE("The attribute type %d carries %zu bytes instead of %zu", type, attr.payloadLength(), size);
         return false;
     }
     return true;
+}
+
+bool expectU32(nl::AttrWalker& walker, uint16_t type, uint32_t* value) {
+    return expectFixed(walker, type, value, sizeof(*value));
 }
 
 // The first attribute of every report: the uid it belongs to.
-bool expectOwnUid(GenlAttrWalker& walker, int32_t uid) {
+bool expectOwnUid(nl::AttrWalker& walker, int32_t uid) {
     uint32_t reportUid;
     if (!expectU32(walker, KORUN_ATTR_UID, &reportUid)) return false;
     if (static_cast<int32_t>(reportUid) != uid) {
@@ -110,12 +109,6 @@ bool expectOwnUid(GenlAttrWalker& walker, int32_t uid) {
 }
 
 }  // namespace
-
-NetlinkHandler* NetlinkHandler::Instance() {
-    static NetlinkHandler* sInstance = nullptr;
-    if (sInstance == nullptr) sInstance = new NetlinkHandler();
-    return sInstance;
-}
 
 NetlinkHandler::NetlinkHandler() = default;
 
@@ -154,10 +147,10 @@ int NetlinkHandler::getFamilyID(const char* familyName) {
         KLOGE("Get the family fail:%s", strerror(ENAMETOOLONG));
         return -1;
     }
-    name.type = korun::kCtrlAttrFamilyName;
+    name.type = nl::kCtrlAttrFamilyName;
     name.length = static_cast<uint16_t>(nameLen);
     std::memcpy(name.data, familyName, nameLen);
-    if (sendCommand(korun::kCtrlType, korun::kCtrlCmdGetFamily, &name, 1, korun::kFlagsRequest) != 0) {
+    if (sendCommand(nl::kCtrlType, nl::kCtrlCmdGetFamily, &name, 1, nl::kFlagsRequest) != 0) {
         KLOGE("Get the family fail:%s", strerror(errno));
         return -1;
     }
@@ -169,17 +162,23 @@ int NetlinkHandler::getFamilyID(const char* familyName) {
         KLOGE("recv family ID fail");
         return -1;
     }
-    if (!headerFits(reply, received) || reply.n.nlmsg_type == korun::kMsgTypeError) {
+    return parseFamilyReply(reply, received);
+}
+
+int NetlinkHandler::parseFamilyReply(const genl_msg& reply, ssize_t received) {
+    nl::Message message;
+    if (!nl::Message::parse(&reply, static_cast<size_t>(received), &message) || message.type() == nl::kTypeError) {
         KLOGE("netlink header is invalid when get family ID(type:%d):%s", reply.n.nlmsg_type, strerror(errno));
         return -1;
     }
-    // The controller answers with the family name first, then its id.
-    GenlAttrWalker walker(bytesOf(&reply), sizeof(reply));
-    GenlAttr first;
-    GenlAttr second;
+    // The controller answers with the family name first, then its id; the
+    // first attribute is passed over whatever it is.
+    nl::AttrWalker walker = message.genlAttrs();
+    nl::Attr first;
+    nl::Attr second;
     uint16_t id = 0;
-    if (!walker.next(&first) || !walker.next(&second) || second.type != korun::kCtrlAttrFamilyId ||
-        !walker.read(second, &id, sizeof(id))) {
+    if (!walker.next(&first) || !walker.next(&second) || second.type() != nl::kCtrlAttrFamilyId ||
+        !second.getU16(&id)) {
         KLOGE("netlink invalid family ID");
         return -1;
     }
@@ -194,12 +193,13 @@ int NetlinkHandler::sendCommand(unsigned short type, unsigned char cmd, const nl
         KLOGE("Invalid attrs_num:%d", attrsNum);
         return -1;
     }
-    uint8_t buffer[korun::kSendBufferSize] = {};
-    GenlBuilder builder(buffer, sizeof(buffer));
-    if (!builder.putHeaderCheck(type, flags, 0, mPortId, cmd, korun::kGenlVersion)) return -1;
+    uint8_t buffer[korun::kSendBufferSize];
+    memset_s(buffer, sizeof(buffer), 0, sizeof(buffer));
+    nl::MessageBuilder builder(buffer, sizeof(buffer));
+    if (!builder.putHeader(type, flags, 0, mPortId) || !builder.putGenlHeader(cmd, korun::kGenlVersion)) return -1;
     for (int i = 0; i < attrsNum; ++i) {
         if (attrs[i].length > korun::kAttrPayloadMax ||
-            !builder.putAttrCheck(attrs[i].type, attrs[i].data, attrs[i].length)) {
+            !builder.putAttr(attrs[i].type, attrs[i].data, attrs[i].length)) {
             KLOGE("The attribute %d(type:%d, length:%d) does not fit in the message", i, attrs[i].type,
                   attrs[i].length);
             return -1;
@@ -240,16 +240,22 @@ int NetlinkHandler::checkAck() {
     genl_msg ack;
     ssize_t received = waitAndReceive(&ack, "recv the ack fail");
     if (received < 0) return -1;
-    if (!headerFits(ack, received)) {
+    return parseAck(ack, received);
+}
+
+int NetlinkHandler::parseAck(const genl_msg& ack, ssize_t received) const {
+    nl::Message message;
+    int32_t error = 0;
+    // An acknowledgement too short for its error code is no acknowledgement.
+    if (!nl::Message::parse(&ack, static_cast<size_t>(received), &message) ||
+        (message.type() == nl::kTypeError && !message.errorCode(&error))) {
         KLOGE("netlink header is invalid when recv the ack");
         return -1;
     }
-    if (ack.n.nlmsg_type != korun::kMsgTypeError) {
-        KLOGE("receive the invalid message type=%d when recv the ack", ack.n.nlmsg_type);
+    if (message.type() != nl::kTypeError) {
+        KLOGE("receive the invalid message type=%d when recv the ack", message.type());
         return -1;
     }
-    int32_t error;
-    std::memcpy(&error, &ack.g, sizeof(error));  // nlmsgerr.error follows the header
     if (error != 0) {
         KLOGE("received the nack=%d", error);
         return -1;
@@ -267,7 +273,7 @@ int NetlinkHandler::sendUidCommand(uint8_t cmd, unsigned short flags) {
 
 int NetlinkHandler::tryKeepAlive() {
     if (mKeepAliveCount++ < kKeepAliveEvery - 1) return 0;
-    if (sendUidCommand(KORUN_CMD_KEEPALIVE, korun::kFlagsRequest) != 0) {
+    if (sendUidCommand(KORUN_CMD_KEEPALIVE, nl::kFlagsRequest) != 0) {
         KLOGE("send the KEEPALIVE command failed: %s", strerror(errno));
         return -1;
     }
@@ -322,15 +328,15 @@ int NetlinkHandler::createCatoner() {
     mCatoner.reset();
     int ret = 0;
     switch (mDetectionType) {
-        case kTypeWeChatVoice:
+        case scene::kVoiceCall:
             mCatoner.reset(new (std::nothrow) AudioCatonDetection());
             break;
-        case kTypeWeChatVideo:
+        case scene::kVideoCall:
             mCatoner.reset(new (std::nothrow) VideoCatonDetection());
             break;
-        case kTypeDouYin:
-        case kTypeDouYinPicture:
-        case kTypeDouYinVideoKey:
+        case scene::kShortVideo:
+        case scene::kShortVideoPicture:
+        case scene::kShortVideoKey:
             mCatoner.reset(new (std::nothrow) AwemeCatonDetection());
             break;
         default:
@@ -370,13 +376,13 @@ int NetlinkHandler::setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int 
 
 int NetlinkHandler::translateDetectionType() const {
     switch (mDetectionType) {
-        case kTypeWeChatVoice:
-        case kTypeWeChatVideo:
+        case scene::kVoiceCall:
+        case scene::kVideoCall:
             return korun::kClassCall;
-        case kTypeDouYin:
-        case kTypeDouYinVideoKey:
+        case scene::kShortVideo:
+        case scene::kShortVideoKey:
             return korun::kClassShortVideo;
-        case kTypeDouYinPicture:
+        case scene::kShortVideoPicture:
             return korun::kClassShortVideoPicture;
         default:
             return -1;
@@ -404,15 +410,15 @@ int NetlinkHandler::startCollecting() {
     };
     int attrsNum = 3;
     switch (mDetectionType) {
-        case kTypeWeChatVoice:
-        case kTypeWeChatVideo:
+        case scene::kVoiceCall:
+        case scene::kVideoCall:
             break;
-        case kTypeDouYin:
-        case kTypeDouYinPicture:
-        case kTypeDouYinVideoKey: {
+        case scene::kShortVideo:
+        case scene::kShortVideoPicture:
+        case scene::kShortVideoKey: {
             KorunSearchKeys keys;
             if (!searchKeysForType(mDetectionType, &keys)) return -1;
-            if (mDetectionType == kTypeDouYinVideoKey) KLOGD("key2=%s", keys.videoPath);
+            if (mDetectionType == scene::kShortVideoKey) KLOGD("key2=%s", keys.videoPath);
             attrs[3].type = KORUN_ATTR_SEARCH_KEYS;
             attrs[3].length = sizeof(keys);
             std::memcpy(attrs[3].data, &keys, sizeof(keys));
@@ -424,7 +430,7 @@ int NetlinkHandler::startCollecting() {
     }
 
     if (sendCommand(static_cast<unsigned short>(mFamilyId), KORUN_CMD_START, attrs, attrsNum,
-                    korun::kFlagsRequestAck) != 0) {
+                    nl::kFlagsRequestAck) != 0) {
         KLOGE("send the START command failed: %s", strerror(errno));
         return -1;
     }
@@ -444,7 +450,7 @@ int NetlinkHandler::stopCollecting() {
     KLOGD("NetlinkHnadler::stopCollecting() entry");
     if (mCollecting == 0) KLOGE("You already called the stopCollecting(), just ignore this call");
     // Best effort: each failure is logged and the detector goes regardless.
-    if (sendUidCommand(KORUN_CMD_STOP, korun::kFlagsRequestAck) != 0) {
+    if (sendUidCommand(KORUN_CMD_STOP, nl::kFlagsRequestAck) != 0) {
         KLOGE("send the STOP command failed: %s", strerror(errno));
     }
     if (checkAck() != 0) KLOGE("check ack faild when stop collecting for uid(%d)", mUid);
@@ -465,7 +471,7 @@ int NetlinkHandler::updateAwemeStallInfo(AwemeReportPara* report) {
         u32Attr(KORUN_ATTR_DETECT_INDEX, report->detect_index),
         u32Attr(KORUN_ATTR_DETECT_STATE, report->detect_state),
     };
-    if (sendCommand(static_cast<unsigned short>(mFamilyId), KORUN_CMD_UPDATE, attrs, 4, korun::kFlagsRequestAck) !=
+    if (sendCommand(static_cast<unsigned short>(mFamilyId), KORUN_CMD_UPDATE, attrs, 4, nl::kFlagsRequestAck) !=
         0) {
         KLOGE("send the STOP command failed: %s", strerror(errno));
         return -1;
@@ -490,12 +496,12 @@ int NetlinkHandler::getDetectionResult(int* outBytes, int* inBytes, int* result,
     }
     reported = false;
     switch (mDetectionType) {
-        case kTypeWeChatVoice:
-        case kTypeWeChatVideo:
+        case scene::kVoiceCall:
+        case scene::kVideoCall:
             return getAndProcessWeChatReport(outBytes, inBytes, result);
-        case kTypeDouYin:
-        case kTypeDouYinPicture:
-        case kTypeDouYinVideoKey:
+        case scene::kShortVideo:
+        case scene::kShortVideoPicture:
+        case scene::kShortVideoKey:
             return getAndProcessDouYinReport(nullptr, nullptr, result, reported);
         default:
             return -1;
@@ -524,24 +530,28 @@ ssize_t NetlinkHandler::waitAndReceive(genl_msg* message, const char* recvFailur
     return received;
 }
 
-ssize_t NetlinkHandler::recvReport(genl_msg* message) {
+int NetlinkHandler::recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command) {
     // The report path keeps the lookup's wording for a failed receive.
-    ssize_t received = waitAndReceive(message, "recv family ID fail");
+    ssize_t received = waitAndReceive(buffer, "recv family ID fail");
     if (received < 0) return -1;
-    return checkReportHeader(*message, received) == 0 ? received : -1;
+    return checkReportHeader(*buffer, received, message, command);
 }
 
-int NetlinkHandler::checkReportHeader(const genl_msg& message, ssize_t received) const {
-    if (!headerFits(message, received) || message.n.nlmsg_type == korun::kMsgTypeError) {
-        KLOGE("netlink header is invalid when recv the report:%d", message.n.nlmsg_type);
+int NetlinkHandler::checkReportHeader(const genl_msg& buffer, ssize_t received, nl::Message* message,
+                                      uint8_t* command) const {
+    genlmsghdr genl;
+    if (!nl::Message::parse(&buffer, static_cast<size_t>(received), message) ||
+        message->type() == nl::kTypeError || !message->genlHeader(&genl)) {
+        KLOGE("netlink header is invalid when recv the report:%d", buffer.n.nlmsg_type);
         return -1;
     }
+    *command = genl.cmd;
     return 0;
 }
 
-int NetlinkHandler::paserThroughputReport(const genl_msg* message, int* inPkts, int* outPkts, int* inBytes,
+int NetlinkHandler::paserThroughputReport(const nl::Message& message, int* inPkts, int* outPkts, int* inBytes,
                                           int* outBytes) const {
-    GenlAttrWalker walker(bytesOf(message), sizeof(*message));
+    nl::AttrWalker walker = message.genlAttrs();
     uint32_t values[4];
     if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_IN_PKTS, &values[0]) ||
         !expectU32(walker, KORUN_ATTR_OUT_PKTS, &values[1]) || !expectU32(walker, KORUN_ATTR_IN_BYTES, &values[2]) ||
@@ -555,34 +565,31 @@ int NetlinkHandler::paserThroughputReport(const genl_msg* message, int* inPkts, 
     return 0;
 }
 
-int NetlinkHandler::paserDouyinDetectionReport(const genl_msg* message, AwemeReportPara* record) const {
-    GenlAttrWalker walker(bytesOf(message), sizeof(*message));
-    GenlAttr stallInfo;
+int NetlinkHandler::paserDouyinDetectionReport(const nl::Message& message, AwemeReportPara* record) const {
+    nl::AttrWalker walker = message.genlAttrs();
     if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_DETECT_INDEX, &record->detect_index) ||
         !expectU32(walker, KORUN_ATTR_CUR_INDEX, &record->cur_index) ||
         !expectU32(walker, KORUN_ATTR_VALID_NUM, &record->valid_num) ||
         !expectU32(walker, KORUN_ATTR_DETECT_STATE, &record->detect_state) ||
-        !expectAttr(walker, KORUN_ATTR_STALL_INFO, &stallInfo)) {
-        return -1;
-    }
-    if (!walker.read(stallInfo, record->stall_info, sizeof(record->stall_info))) {
-        KLOGE("The attribute type %d runs past the receive buffer", KORUN_ATTR_STALL_INFO);
+        !expectFixed(walker, KORUN_ATTR_STALL_INFO, record->stall_info, sizeof(record->stall_info))) {
         return -1;
     }
     return 0;
 }
 
 int NetlinkHandler::getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result) {
-    genl_msg message;
-    if (recvReport(&message) < 0) return -1;
-    if (message.g.cmd != KORUN_CMD_TP_REPORT) {
-        KLOGE("NetlinkHnadler::getAndProcessWeChatReport(): recv a invalid command:%d", message.g.cmd);
+    genl_msg buffer;
+    nl::Message message;
+    uint8_t command = 0;
+    if (recvReport(&buffer, &message, &command) < 0) return -1;
+    if (command != KORUN_CMD_TP_REPORT) {
+        KLOGE("NetlinkHnadler::getAndProcessWeChatReport(): recv a invalid command:%d", command);
         return -1;
     }
     int inPkts = 0;
     int reportIn = 0;
     int reportOut = 0;
-    if (paserThroughputReport(&message, &inPkts, nullptr, &reportIn, &reportOut) != 0) return -1;
+    if (paserThroughputReport(message, &inPkts, nullptr, &reportIn, &reportOut) != 0) return -1;
     if (tryKeepAlive() != 0) return -1;
 
     // The kernel counts are unsigned 32-bit.
@@ -600,15 +607,17 @@ int NetlinkHandler::getAndProcessWeChatReport(int* outBytes, int* inBytes, int* 
 }
 
 int NetlinkHandler::getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported) {
-    genl_msg message;
-    if (recvReport(&message) < 0) return -1;
-    if (message.g.cmd != KORUN_CMD_AWEME_REPORT) {
-        KLOGE("NetlinkHnadler::getAndProcessDouYinReport(): recv a invalid command:%d", message.g.cmd);
+    genl_msg buffer;
+    nl::Message message;
+    uint8_t command = 0;
+    if (recvReport(&buffer, &message, &command) < 0) return -1;
+    if (command != KORUN_CMD_AWEME_REPORT) {
+        KLOGE("NetlinkHnadler::getAndProcessDouYinReport(): recv a invalid command:%d", command);
         return -1;
     }
     AwemeReportPara record;
     memset_s(&record, sizeof(record), 0, sizeof(record));
-    if (paserDouyinDetectionReport(&message, &record) != 0 || tryKeepAlive() != 0) return -1;
+    if (paserDouyinDetectionReport(message, &record) != 0 || tryKeepAlive() != 0) return -1;
     if (outBytes != nullptr) *outBytes = 0;
     if (inBytes != nullptr) *inBytes = 0;
     if (!mCatoner) return -1;

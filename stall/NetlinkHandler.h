@@ -8,6 +8,7 @@
 #include "AwemeReportPara.h"
 #include "CatonDetection.h"
 #include "KorunProtocol.h"
+#include "MessageParser.h"
 #include "UniqueFd.h"
 
 #include <poll.h>
@@ -18,17 +19,6 @@
 
 class NetlinkHandler {
 public:
-    // App scene codes accepted by setDetectionType.
-    static constexpr int kTypeWeChatVoice = 100105;
-    static constexpr int kTypeWeChatVideo = 100106;
-    static constexpr int kTypeDouYin = 100501;
-    static constexpr int kTypeDouYinPicture = 100701;
-    static constexpr int kTypeDouYinVideoKey = 100901;
-
-    // The process-wide handler, created on first use and never destroyed.
-    static NetlinkHandler* Instance();
-
-    // Direct construction is for tests and tools; the service uses Instance().
     NetlinkHandler();
     ~NetlinkHandler();
     NetlinkHandler(const NetlinkHandler&) = delete;
@@ -68,13 +58,26 @@ public:
     int getThroughputStats(unsigned long* out, unsigned long* in) const;
     int updateAwemeStallInfo(AwemeReportPara* report);
 
-    // Report processing over a received buffer. The walkers never leave the
-    // 1044-byte genl_msg, whatever the attribute lengths say.
-    [[nodiscard]] int checkReportHeader(const genl_msg& message, ssize_t received) const;
-    [[nodiscard]] int paserThroughputReport(const genl_msg* message, int* inPkts, int* outPkts,
+    // Replies over a received buffer, apart from the socket. Nothing is read
+    // past the bytes received or the message's own length.
+    [[nodiscard]] int parseFamilyReply(const genl_msg& reply, ssize_t received);
+    [[nodiscard]] int parseAck(const genl_msg& ack, ssize_t received) const;
+    // A report with a valid header: `message` views it and `command` is its
+    // generic netlink command.
+    [[nodiscard]] int checkReportHeader(const genl_msg& buffer, ssize_t received, nl::Message* message,
+                                        uint8_t* command) const;
+    [[nodiscard]] int paserThroughputReport(const nl::Message& message, int* inPkts, int* outPkts,
                                             int* inBytes, int* outBytes) const;
-    [[nodiscard]] int paserDouyinDetectionReport(const genl_msg* message, AwemeReportPara* record) const;
+    [[nodiscard]] int paserDouyinDetectionReport(const nl::Message& message, AwemeReportPara* record) const;
 
+    // The watched uid, set by the detection thread before collection starts.
+    void setUid(int32_t uid) { mUid = uid; }
+    // Throughput reports go on being counted but no longer reach the detector.
+    void pauseDetect() { mPauseDetect = 1; }
+    // The detector of the current detection type, null without one.
+    CatonDetection* detector() const { return mCatoner.get(); }
+
+    int32_t uid() const { return mUid; }
     int32_t socketFd() const { return mSock.get(); }
     int32_t familyId() const { return mFamilyId; }
     uint32_t portId() const { return mPortId; }
@@ -87,38 +90,26 @@ private:
     // Polls (interval-based time-out) and receives one message without
     // blocking; the received length, or -1 after logging.
     ssize_t waitAndReceive(genl_msg* message, const char* recvFailure);
-    // One report with a valid header; the received length or -1.
-    ssize_t recvReport(genl_msg* message);
+    // One report with a valid header into `buffer`; 0 or -1.
+    int recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command);
     int getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result);
     int getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported);
     // Sends a family command carrying the uid and the detection class.
     int sendUidCommand(uint8_t cmd, unsigned short flags);
     int32_t pollTimeoutMs() const;
 
-    // The fields, in layout order. The detection thread writes mUid and
-    // mPauseDetect directly between calls and reads the detector's interval.
-    UniqueFd mSock;  // generic netlink socket; -1 when not started
+    // The fields, in layout order.
+    nl::UniqueFd mSock;  // generic netlink socket; -1 when not started
     int32_t mFamilyId = 0;
     uint32_t mPortId = 0;
     int32_t mCollecting = 0;
-
-public:
     int32_t mUid = -1;
-
-private:
     int32_t mDetectionType = -1;
     int32_t mInterval = 0;
     int32_t mKeepAliveCount = 0;
-
-public:
-    // The detector of the current detection type, null without one.
     std::unique_ptr<CatonDetection> mCatoner;
-
-private:
     int32_t mAlgoType = -1;
     uint64_t mTotalInBytes = 0;
     uint64_t mTotalOutBytes = 0;
-
-public:
     int32_t mPauseDetect = 0;
 };

@@ -1,6 +1,6 @@
 #include "SearchKeys.h"
 
-#include "NetlinkHandler.h"
+#include "AppScene.h"
 #include "securec.h"
 
 #include <cstring>
@@ -41,15 +41,15 @@ KorunSearchKeys GetSearchKeys() {
 bool searchKeysForType(int detectionType, KorunSearchKeys* keys) {
     *keys = GetSearchKeys();
     switch (detectionType) {
-        case NetlinkHandler::kTypeDouYin:
+        case scene::kShortVideo:
             return true;
-        case NetlinkHandler::kTypeDouYinPicture:
+        case scene::kShortVideoPicture:
             setKey(keys->keyParam, "_");
             keys->keySeparator = '.';
             setKey(keys->picturePath, "/upic");
             setKey(keys->pictureSuffix, ".mp4");
             return true;
-        case NetlinkHandler::kTypeDouYinVideoKey:
+        case scene::kShortVideoKey:
             setKey(keys->videoPath, "/video/");
             return true;
         default:

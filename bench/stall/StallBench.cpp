@@ -1,3 +1,4 @@
+#include "AppScene.h"
 #include "AudioCatonDetection.h"
 #include "AwemeCatonDetection.h"
 #include "NetlinkHandler.h"
@@ -7,6 +8,7 @@
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <cstring>
 
 namespace genl = kemu::genl;
@@ -47,28 +49,37 @@ genl_msg awemeReport(uint32_t state) {
 NetlinkHandler& parser() {
     static NetlinkHandler* handler = [] {
         auto* h = new NetlinkHandler();
-        h->mUid = kUid;
+        h->setUid(kUid);
         return h;
     }();
     return *handler;
 }
 
+// The received message in `buffer`, as the report path sees it.
+nl::Message view(const genl_msg& buffer) {
+    nl::Message message;
+    if (!nl::Message::parse(&buffer, buffer.n.nlmsg_len, &message)) std::abort();
+    return message;
+}
+
 // Parse one throughput report and give it to `detector`, per iteration.
 void parseAndDetect(benchmark::State& state, CatonDetection& detector) {
-    genl_msg message = throughputReport(11, 4000);
+    const genl_msg buffer = throughputReport(11, 4000);
+    const nl::Message message = view(buffer);
     int packets = 0, bytes = 0, result = 0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(parser().paserThroughputReport(&message, &packets, nullptr, &bytes, nullptr));
+        benchmark::DoNotOptimize(parser().paserThroughputReport(message, &packets, nullptr, &bytes, nullptr));
         benchmark::DoNotOptimize(detector.inputSample(packets, bytes, &result));
     }
     state.SetItemsProcessed(state.iterations());
 }
 
 void BM_ParseThroughputReport(benchmark::State& state) {
-    genl_msg message = throughputReport(11, 4000);
+    const genl_msg buffer = throughputReport(11, 4000);
+    const nl::Message message = view(buffer);
     int values[4];
     for (auto _ : state) {
-        benchmark::DoNotOptimize(parser().paserThroughputReport(&message, &values[0], &values[1], &values[2], &values[3]));
+        benchmark::DoNotOptimize(parser().paserThroughputReport(message, &values[0], &values[1], &values[2], &values[3]));
     }
     state.SetItemsProcessed(state.iterations());
 }
@@ -94,14 +105,15 @@ void BM_ParseAndDetectAudio(benchmark::State& state) {
 // One request that continues: every report is a new second and steps the detector.
 void BM_ParseAndDetectAweme(benchmark::State& state) {
     AwemeCatonDetection d;
-    genl_msg reports[] = {awemeReport(1), awemeReport(2)};
+    const genl_msg reports[] = {awemeReport(1), awemeReport(2)};
+    const nl::Message messages[] = {view(reports[0]), view(reports[1])};
     AwemeReportPara record;
     int result = 0;
     bool reported = false;
     size_t i = 0;
     for (auto _ : state) {
         std::memset(&record, 0, sizeof(record));
-        benchmark::DoNotOptimize(parser().paserDouyinDetectionReport(&reports[i++ & 1], &record));
+        benchmark::DoNotOptimize(parser().paserDouyinDetectionReport(messages[i++ & 1], &record));
         benchmark::DoNotOptimize(d.inputSample(&record, &result, reported));
     }
     state.SetItemsProcessed(state.iterations());
@@ -121,7 +133,7 @@ void BM_EmulatorLoop(benchmark::State& state, int type) {
         state.SkipWithError("start failed");
         return;
     }
-    handler.mUid = kUid;
+    handler.setUid(kUid);
     handler.setDetectionType(type);
     handler.setDetectionAlgo(0);
     if (handler.startCollecting() != 0) {
@@ -133,7 +145,7 @@ void BM_EmulatorLoop(benchmark::State& state, int type) {
     kemu::Bytes info;
     genl::setStallEntry(info, 2, 100000, 2000000, "v0200fg10000", 0, 4000, 1000, 15000);
     for (auto _ : state) {
-        if (type == NetlinkHandler::kTypeDouYin) {
+        if (type == scene::kShortVideo) {
             genl::pushAwemeReport(kUid, 2, 2, 3, 1, info);
         } else {
             genl::pushThroughputReport(kUid, 11, 3, 4000, 900);
@@ -153,8 +165,8 @@ BENCHMARK(BM_ParseAndDetectVideo2s);
 BENCHMARK(BM_ParseAndDetectAudio);
 BENCHMARK(BM_ParseAndDetectAweme);
 BENCHMARK(BM_Predict2S);
-BENCHMARK_CAPTURE(BM_EmulatorLoop, video, NetlinkHandler::kTypeWeChatVideo);
-BENCHMARK_CAPTURE(BM_EmulatorLoop, voice, NetlinkHandler::kTypeWeChatVoice);
-BENCHMARK_CAPTURE(BM_EmulatorLoop, shortVideo, NetlinkHandler::kTypeDouYin);
+BENCHMARK_CAPTURE(BM_EmulatorLoop, video, scene::kVideoCall);
+BENCHMARK_CAPTURE(BM_EmulatorLoop, voice, scene::kVoiceCall);
+BENCHMARK_CAPTURE(BM_EmulatorLoop, shortVideo, scene::kShortVideo);
 
 BENCHMARK_MAIN();

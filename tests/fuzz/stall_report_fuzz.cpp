@@ -1,5 +1,7 @@
-// Arbitrary bytes as one received kernel report: header check, both report
-// parsers and, for a parsed short-video report, the detector.
+// Arbitrary bytes as one message received on the stall engine's socket, read
+// the three ways the engine reads what arrives: as the controller's reply to
+// the family lookup, as an acknowledgement, and as a report through both
+// report parsers (a parsed short-video report then goes to the detector).
 
 #include "AwemeCatonDetection.h"
 #include "NetlinkHandler.h"
@@ -23,21 +25,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }();
     static AwemeCatonDetection detector;
 
-    genl_msg message;
-    std::memset(&message, 0, sizeof(message));
-    size_t received = std::min(size, sizeof(message));
-    std::memcpy(&message, data, received);
+    genl_msg buffer;
+    std::memset(&buffer, 0, sizeof(buffer));
+    const size_t received = std::min(size, sizeof(buffer));
+    std::memcpy(&buffer, data, received);
     // Mostly our own uid, so that parsing goes past the first attribute.
     uint32_t uid = 0;
-    std::memcpy(&uid, message.buf + 4, sizeof(uid));
-    handler->mUid = (size % 8 == 0) ? -1 : static_cast<int32_t>(uid);
+    std::memcpy(&uid, buffer.buf + 4, sizeof(uid));
+    handler->setUid((size % 8 == 0) ? -1 : static_cast<int32_t>(uid));
 
-    (void)handler->checkReportHeader(message, static_cast<ssize_t>(received));
+    (void)handler->parseFamilyReply(buffer, static_cast<ssize_t>(received));
+    (void)handler->parseAck(buffer, static_cast<ssize_t>(received));
+    nl::Message message;
+    uint8_t command = 0;
+    if (handler->checkReportHeader(buffer, static_cast<ssize_t>(received), &message, &command) != 0) return 0;
     int values[4];
-    (void)handler->paserThroughputReport(&message, &values[0], &values[1], &values[2], &values[3]);
+    (void)handler->paserThroughputReport(message, &values[0], &values[1], &values[2], &values[3]);
     AwemeReportPara record;
     std::memset(&record, 0, sizeof(record));
-    if (handler->paserDouyinDetectionReport(&message, &record) == 0) {
+    if (handler->paserDouyinDetectionReport(message, &record) == 0) {
         int result = 0;
         bool reported = false;
         detector.inputSample(&record, &result, reported);

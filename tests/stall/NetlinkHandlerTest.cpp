@@ -5,6 +5,8 @@
 #include <errno.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 
 using kemu::Bytes;
@@ -24,7 +26,7 @@ protected:
     void SetUp() override {
         kemu::reset();
         ASSERT_EQ(0, handler.start());
-        handler.mUid = kUid;
+        handler.setUid(kUid);
     }
 
     void collect(int type) {
@@ -125,7 +127,7 @@ TEST_F(HandlerTest, StartCarriesUidClassIntervalAndKeysPerType) {
         Bytes stop = sentCommands(2).back();
         EXPECT_EQ((std::vector<int>{1, 2}), genl::attrTypesOf(stop));
         EXPECT_EQ(c.detectClass, genl::u32AttrOf(stop, 2));
-        EXPECT_FALSE(handler.mCatoner);
+        EXPECT_EQ(nullptr, handler.detector());
     }
     EXPECT_TRUE(logged("key2=/video/"));
 }
@@ -139,7 +141,7 @@ TEST_F(HandlerTest, NackOrSilenceFailsTheStartAndStopGoesOnPastAFailedSend) {
     EXPECT_FALSE(handler.collecting());
 
     genl::setSilent(true);
-    handler.mCatoner->mInterval = kShortWaitInterval;
+    handler.detector()->mInterval = kShortWaitInterval;
     EXPECT_EQ(-1, handler.startCollecting());
     EXPECT_TRUE(logged("poll timeout"));
 
@@ -151,7 +153,7 @@ TEST_F(HandlerTest, NackOrSilenceFailsTheStartAndStopGoesOnPastAFailedSend) {
     EXPECT_EQ(2u, log.count("Korun", "poll timeout"));  // the ack is still awaited
     EXPECT_TRUE(logged("check ack faild when stop collecting for uid(10123)"));
     EXPECT_FALSE(handler.collecting());
-    EXPECT_FALSE(handler.mCatoner);
+    EXPECT_EQ(nullptr, handler.detector());
 }
 
 TEST_F(HandlerTest, KeepAliveGoesOutWithEveryFifthReportAndPauseStillCountsBytes) {
@@ -167,7 +169,7 @@ TEST_F(HandlerTest, KeepAliveGoesOutWithEveryFifthReportAndPauseStillCountsBytes
     EXPECT_EQ((std::vector<size_t>{0, 0, 0, 0, 1, 1, 1, 1, 1, 2}), keepAlives);
     EXPECT_EQ(1, genl::flagsOf(sentCommands(3)[0]));
     EXPECT_EQ((std::vector<int>{1, 2}), genl::attrTypesOf(sentCommands(3)[0]));
-    handler.mPauseDetect = 1;
+    handler.pauseDetect();
     genl::pushThroughputReport(kUid, 0, 0, 700, 300);
     int result = -1;
     EXPECT_EQ(0, next(&result));
@@ -190,7 +192,7 @@ TEST_F(HandlerTest, RejectedReportsCountForNothingAndAttributesComeInOrder) {
             "NetlinkHnadler::getAndProcessWeChatReport(): recv a invalid command:6");
     Bytes longUid = genl::message(kFamily, 5, Attrs{{1, u32(kUid)}});
     longUid[20] = 0xff, longUid[21] = 0xff;  // claims 65535 bytes
-    rejects(longUid, "The report ends at the receive buffer before the attribute type 4");
+    rejects(longUid, "The report ends before the attribute type 1");
     for (int i = 0; i < 5; ++i) {
         genl::pushThroughputReport(kUid, 40, 1, 1, 1);
         int result = -1;
@@ -226,10 +228,65 @@ TEST_F(HandlerTest, LifecycleOrderIsEnforced) {
     EXPECT_TRUE(logged("You already called the start(), just ignore this call"));
     EXPECT_EQ(-1, handler.stop());
     EXPECT_EQ(fd, handler.socketFd());
-    EXPECT_EQ(kUid, handler.mUid);
+    EXPECT_EQ(kUid, handler.uid());
     EXPECT_EQ(0, handler.stopCollecting());
     EXPECT_EQ(0, handler.stop());
     EXPECT_EQ(-1, handler.socketFd());
-    EXPECT_EQ(-1, handler.mUid);
+    EXPECT_EQ(-1, handler.uid());
     EXPECT_EQ(100105, handler.detectionType());
+}
+
+// Whatever a received message claims, nothing is read past the bytes received
+// or its own nlmsg_len, and each attribute must be as long as its type.
+TEST(ReceivedMessages, AreBoundedByTheirLengthAndAttributesByTheirType) {
+    using Parse = int (*)(NetlinkHandler&, const genl_msg&, ssize_t);
+    const Parse family = [](NetlinkHandler& h, const genl_msg& m, ssize_t n) { return h.parseFamilyReply(m, n); };
+    const Parse ack = [](NetlinkHandler& h, const genl_msg& m, ssize_t n) { return h.parseAck(m, n); };
+    const Parse report = [](NetlinkHandler& h, const genl_msg& m, ssize_t n) {
+        nl::Message message;
+        uint8_t command = 0;
+        int values[4];
+        int result = h.checkReportHeader(m, n, &message, &command);
+        return result != 0 ? result : h.paserThroughputReport(message, &values[0], &values[1], &values[2], &values[3]);
+    };
+    auto u32 = genl::u32Payload;
+    const Bytes lookupName = {'z', 0};
+    const Bytes counters = genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, u32(1)}, {5, u32(1)}, {6, u32(1)}, {7, u32(1)}});
+    const struct {
+        const char* name;
+        Parse parse;
+        Bytes message;
+        uint32_t nlmsgLen;  // 0: as built
+        size_t received;    // 0: the whole message
+        const char* logged;  // null: accepted
+    } cases[] = {
+        {"family id", family, genl::message(16, 1, Attrs{{2, lookupName}, {1, {27, 0}}}), 0, 0, nullptr},
+        {"four-byte family id", family, genl::message(16, 1, Attrs{{2, lookupName}, {1, u32(27)}}), 0, 0,
+         "netlink invalid family ID"},
+        {"id past nlmsg_len", family, genl::message(16, 1, Attrs{{2, lookupName}, {1, {27, 0}}}), 26, 0,
+         "netlink invalid family ID"},
+        {"ack without its error code", ack, genl::message(2, 0, {}), 16, 0,
+         "netlink header is invalid when recv the ack"},
+        {"nlmsg_len past the bytes received", ack, genl::message(2, 0, {}), 0, 19,
+         "netlink header is invalid when recv the ack"},
+        {"throughput report", report, counters, 0, 0, nullptr},
+        {"counter past nlmsg_len", report, counters, static_cast<uint32_t>(counters.size() - 8), 0,
+         "The report ends before the attribute type 7"},
+        {"two-byte counter", report, genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, {1, 0}}}), 0, 0,
+         "The attribute type 4 carries 2 bytes instead of 4"},
+        {"report without its command", report, counters, 18, 0, "netlink header is invalid when recv the report:27"},
+    };
+    for (const auto& c : cases) {
+        LogCapture log;
+        NetlinkHandler handler;
+        handler.setUid(kUid);
+        genl_msg buffer{};
+        std::memcpy(&buffer, c.message.data(), std::min(c.message.size(), sizeof(buffer)));
+        if (c.nlmsgLen != 0) buffer.n.nlmsg_len = c.nlmsgLen;
+        const size_t received = c.received != 0 ? c.received : c.message.size();
+        EXPECT_EQ(c.logged == nullptr ? 0 : -1, c.parse(handler, buffer, static_cast<ssize_t>(received))) << c.name;
+        if (c.logged != nullptr) {
+            EXPECT_TRUE(log.contains("Korun", c.logged)) << c.name << "\n" << log.dump();
+        }
+    }
 }

@@ -1,0 +1,259 @@
+// Sessions on the real stall engine against the emulated stall-detection
+// module, with a stand-in Java side (the JVM cannot run under
+// ThreadSanitizer). The status machine and kernel faults are covered from
+// the JVM (StallSessionTest).
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "AppScene.h"
+#include "FrameDetection.h"
+#include "GenlKernel.h"
+#include "LogCapture.h"
+#include "StallSession.h"
+
+namespace mqqoe {
+namespace {
+
+using namespace std::chrono_literals;
+namespace genl = kemu::genl;
+
+constexpr auto kWait = 5s;
+constexpr int kUid = 10099;
+constexpr int kCmdStart = 1;
+constexpr int kCmdStop = 2;
+constexpr char kLogTag[] = "ZvQoEJNI";
+
+// The VM and the adapter as the session sees them: attaching may fail, the
+// callback method may be missing, and what arrives is recorded.
+class StandInJava : public StallWorkerVm {
+public:
+    bool attach() override {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mAttachFails) return false;
+        ++mAttached;
+        return true;
+    }
+    void detach(bool) override {
+        std::lock_guard<std::mutex> lock(mLock);
+        --mAttached;
+    }
+
+    class Callback : public StallCallback {
+    public:
+        explicit Callback(StandInJava& java) : mJava(java) { mJava.changeHeld(+1); }
+        ~Callback() override { mJava.changeHeld(-1); }
+        int call(const StallReport& report) override { return mJava.record(report); }
+
+    private:
+        StandInJava& mJava;
+    };
+    StallSession::CallbackFactory factory() {
+        return [this] { return std::make_shared<Callback>(*this); };
+    }
+
+    void setAttachFails(bool fails) { locked([&] { mAttachFails = fails; }); }
+    void setCallbackMissing(bool missing) { locked([&] { mCallbackMissing = missing; }); }
+    std::vector<StallReport> calls() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mCalls;
+    }
+    bool waitCalls(size_t count) const {
+        std::unique_lock<std::mutex> lock(mLock);
+        return mChanged.wait_for(lock, kWait, [&] { return mCalls.size() >= count; });
+    }
+    int attached() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mAttached;
+    }
+    int held() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mHeld;
+    }
+
+private:
+    void locked(const std::function<void()>& change) {
+        std::lock_guard<std::mutex> lock(mLock);
+        change();
+    }
+    void changeHeld(int by) { locked([&] { mHeld += by; }); }
+    int record(const StallReport& report) {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mCallbackMissing) return -1;
+        mCalls.push_back(report);
+        mChanged.notify_all();
+        return 0;
+    }
+
+    mutable std::mutex mLock;
+    mutable std::condition_variable mChanged;
+    std::vector<StallReport> mCalls;
+    int mAttached = 0;
+    int mHeld = 0;
+    bool mAttachFails = false;
+    bool mCallbackMissing = false;
+};
+
+size_t sentCommands(int command) {
+    size_t n = 0;
+    for (const auto& message : genl::sentMessages()) {
+        if (genl::typeOf(message) != 16 && genl::commandOf(message) == command) ++n;
+    }
+    return n;
+}
+
+bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout = kWait) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+bool sessionSocketClosed() { return kemu::openSockets(kemu::kGenericProtocol) == 0; }
+
+class StallEmulator : public ::testing::Test {
+protected:
+    void SetUp() override { kemu::reset(); }
+    void TearDown() override {
+        (void)command(kStallCmdStop, scene::kVideoCall);
+        EXPECT_TRUE(waitFor([] {
+            genl::pushThroughputReport(kUid, 1, 1, 1, 1);
+            return sessionSocketClosed();
+        }));
+        EXPECT_TRUE(session.waitIdle(kWait));
+        EXPECT_EQ(0, java.attached());
+        EXPECT_EQ(0, java.held());
+    }
+    int command(int cmd, int sceneCode, int uid = kUid, int algoType = 0, int userType = 0) {
+        const SessionValues values{uid, sceneCode, algoType, userType};
+        switch (cmd) {
+            case kStallCmdStart:
+                return session.start(values, java.factory());
+            case kStallCmdStop:
+                return session.stop(values);
+            default:
+                return session.stopAlgo(values);
+        }
+    }
+
+    StandInJava java;
+    StallSession session{java};
+    testing::LogCapture log;
+};
+
+TEST_F(StallEmulator, VideoCallReportsFrameResultsAndSilenceThenStops) {
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVideoCall));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
+    EXPECT_EQ(1, java.attached());
+    // A stall (50 packets in two seconds) passes the service's latest result on.
+    android::sp<VeltroFrameDetectListener> listener = new VeltroFrameDetectListener(session);
+    listener->NotifyToQesta({5, 60, 0});
+    ASSERT_TRUE(genl::pushThroughputReport(kUid, 50, 20, 4000, 900));
+    ASSERT_TRUE(waitFor([this] { return session.snapshot().totalIn == 4000; }));
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
+    ASSERT_TRUE(java.waitCalls(2));
+    auto calls = java.calls();
+    EXPECT_EQ(5, calls[0].value);
+    EXPECT_EQ(kReportKindFrame, calls[0].kind);
+    EXPECT_EQ(1, calls[1].value);
+    EXPECT_EQ(kReportKindStall, calls[1].kind);
+    EXPECT_EQ(scene::kVideoCall, calls[1].scene);
+
+    ASSERT_EQ(0, command(kStallCmdStop, scene::kVideoCall));
+    // A start refused while the worker is still blocked stores its values all the same.
+    EXPECT_EQ(-1, command(kStallCmdStart, scene::kVoiceCall, kUid + 1, 7, 3));
+    const SessionValues stored = session.snapshot().values;
+    EXPECT_EQ((std::array<int, 4>{kUid + 1, scene::kVoiceCall, 7, 3}),
+              (std::array<int, 4>{stored.uid, stored.appScene, stored.algoType, stored.userType}));
+    ASSERT_EQ(0, command(kStallCmdStop, scene::kVideoCall));  // drops the adapter the refused start took
+    ASSERT_TRUE(genl::pushThroughputReport(kUid, 110, 50, 20000, 900));
+    ASSERT_TRUE(waitFor(sessionSocketClosed));
+    EXPECT_EQ(1u, sentCommands(kCmdStop));
+    EXPECT_TRUE(session.waitIdle(kWait));
+    EXPECT_EQ(kDetectStopped, session.snapshot().status);
+}
+
+TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorkerAndLeaveTheEngineFree) {
+    // An unknown scene: the engine is stopped again.
+    ASSERT_EQ(0, command(kStallCmdStart, 12345));
+    ASSERT_TRUE(waitFor([this] { return log.contains(4, kLogTag, "Setup the detection type failed"); }));
+    ASSERT_TRUE(session.waitIdle(kWait));
+    EXPECT_TRUE(sessionSocketClosed());
+    EXPECT_EQ(0u, sentCommands(kCmdStart));
+
+    // No callback method: the first report ends the session.
+    java.setCallbackMissing(true);
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
+    ASSERT_TRUE(session.waitIdle(kWait));
+    EXPECT_TRUE(sessionSocketClosed());
+    EXPECT_EQ(1u, sentCommands(kCmdStop));
+    EXPECT_TRUE(java.calls().empty());
+    java.setCallbackMissing(false);
+
+    // No environment: nothing could be reported, so collection is stopped and
+    // the socket closed, and the next start runs a whole session.
+    java.setAttachFails(true);
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
+    ASSERT_TRUE(session.waitIdle(kWait));
+    EXPECT_EQ(2u, sentCommands(kCmdStart));
+    EXPECT_EQ(2u, sentCommands(kCmdStop));
+    EXPECT_TRUE(sessionSocketClosed());
+    java.setAttachFails(false);
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 3; }));
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
+    ASSERT_TRUE(java.waitCalls(1));
+}
+
+// Commands racing from two threads while the module reports: every session
+// ends, nothing stays attached or referenced.
+TEST_F(StallEmulator, StartStopCyclesWhileReportsFlow) {
+    constexpr int kCycles = 200;
+    std::atomic<int> started{0};
+    std::atomic<bool> feeding{true};
+    std::thread feeder([&] {
+        std::mt19937 random(7);
+        while (feeding) {
+            if (!sessionSocketClosed()) {
+                uint32_t packets = random() % 3 * 60;
+                genl::pushThroughputReport(kUid, packets, packets, packets * 100, packets * 10);
+            }
+            std::this_thread::sleep_for(100us);
+        }
+    });
+    auto deadline = std::chrono::steady_clock::now() + 60s;
+    std::vector<std::thread> callers;
+    for (unsigned t = 0; t < 2; ++t) {
+        callers.emplace_back([&, t] {
+            std::mt19937 random(t);
+            while (started < kCycles && std::chrono::steady_clock::now() < deadline) {
+                int cmd = kStallCmdStart + static_cast<int>(random() % 3);
+                if (command(cmd, random() % 2 ? scene::kVoiceCall : scene::kVideoCall) == 0 && cmd == kStallCmdStart) {
+                    ++started;
+                }
+            }
+        });
+    }
+    for (auto& caller : callers) caller.join();
+    EXPECT_GE(started.load(), kCycles);
+    (void)command(kStallCmdStop, scene::kVoiceCall);
+    EXPECT_TRUE(waitFor(sessionSocketClosed));
+    feeding = false;
+    feeder.join();
+}
+
+}  // namespace
+}  // namespace mqqoe
