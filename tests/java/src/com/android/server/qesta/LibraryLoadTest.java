@@ -66,13 +66,15 @@ class LibraryLoadTest {
     private record Result(int exitCode, String out, String err) {}
 
     private static Result run(String classPath, String mode) throws Exception {
-        ProcessBuilder builder = new ProcessBuilder(System.getProperty("mqqoe.java"),
+        ProcessBuilder builder = new ProcessBuilder(System.getProperty("mqqoe.java"), "-Xcheck:jni",
                 "-Djava.library.path=" + System.getProperty("mqqoe.libpath"), "-Xshare:off", "-cp", classPath,
                 "com.android.server.qesta.testing.LoadProbe", mode);
         builder.environment().remove("LD_PRELOAD");
         Process process = builder.start();
         assertTrue(process.waitFor(60, TimeUnit.SECONDS), "probe did not finish");
-        return new Result(process.exitValue(), new String(process.getInputStream().readAllBytes(), UTF_8),
+        Result result = new Result(process.exitValue(), new String(process.getInputStream().readAllBytes(), UTF_8),
                 new String(process.getErrorStream().readAllBytes(), UTF_8));
+        assertFalse((result.out() + result.err()).contains("in native method"), result.out() + result.err());
+        return result;
     }
 }
