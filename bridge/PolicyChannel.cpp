@@ -18,6 +18,19 @@ PolicyChannel::Open PolicyChannel::open() {
     return Open::kOpened;
 }
 
+int PolicyChannel::openForSockets(const char* initFailed, const char* registerFailed) {
+    switch (open()) {
+        case Open::kInitFailed:
+            QLOGE("%s", initFailed);
+            return kPolicyInitFailed;
+        case Open::kRegisterFailed:
+            QLOGE("%s", registerFailed);
+            return kPolicyRegisterFailed;
+        default:
+            return kPolicyOk;
+    }
+}
+
 bool PolicyChannel::send(uint16_t type, const void* data, size_t length) {
     if (send_msg_to_kernel(type, 0, static_cast<const char*>(data), static_cast<int>(length), mSocket.get()) >= 0) {
         return true;
@@ -64,16 +77,7 @@ int PolicyChannel::setDpiMarkRule(int first, int second, int enable) {
 
 int PolicyChannel::resetProcessSockets(int uid) {
     std::lock_guard<std::mutex> lock(mLock);
-    switch (open()) {
-        case Open::kInitFailed:
-            QLOGE("mplk resetSK init ntl FAIL\n");
-            return kPolicyInitFailed;
-        case Open::kRegisterFailed:
-            QLOGE("mplk resetSK reg FAIL\n");
-            return kPolicyRegisterFailed;
-        default:
-            break;
-    }
+    if (int failed = openForSockets("mplk resetSK init ntl FAIL\n", "mplk resetSK reg FAIL\n"); failed != kPolicyOk) return failed;
     ResetRecord record;
     record.uid = uid;
     if (!send(kPolicyResetSockets, record)) {
@@ -86,16 +90,7 @@ int PolicyChannel::resetProcessSockets(int uid) {
 
 int PolicyChannel::closeProcessSockets(int first, int second) {
     std::lock_guard<std::mutex> lock(mLock);
-    switch (open()) {
-        case Open::kInitFailed:
-            QLOGE("mplk closeSK init ntl FAIL\n");
-            return kPolicyInitFailed;
-        case Open::kRegisterFailed:
-            QLOGE("mplk closeSK reg FAIL\n");
-            return kPolicyRegisterFailed;
-        default:
-            break;
-    }
+    if (int failed = openForSockets("mplk closeSK init ntl FAIL\n", "mplk closeSK reg FAIL\n"); failed != kPolicyOk) return failed;
     CloseRecord record;
     record.first = first;
     record.second = second;
@@ -115,16 +110,7 @@ int PolicyChannel::bindUidProcessToNetwork(int netId, int uid) {
         return cause;
     }
     std::lock_guard<std::mutex> lock(mLock);
-    switch (open()) {
-        case Open::kInitFailed:
-            QLOGE("mplk bindNW init ntl FAIL\n");
-            return kPolicyInitFailed;
-        case Open::kRegisterFailed:
-            QLOGE("mplk bindNW reg FAIL\n");
-            return kPolicyRegisterFailed;
-        default:
-            break;
-    }
+    if (int failed = openForSockets("mplk bindNW init ntl FAIL\n", "mplk bindNW reg FAIL\n"); failed != kPolicyOk) return failed;
     BindRecord record;
     record.uid = uid;
     record.netId = netId;

@@ -36,6 +36,9 @@ private:
 
     // Opens and registers the socket unless it is open already.
     Open open();
+    // open() for the socket commands: a failure is logged with the command's
+    // own text and becomes its result code.
+    [[nodiscard]] int openForSockets(const char* initFailed, const char* registerFailed);
     // One message; a failed send drops the socket.
     [[nodiscard]] bool send(uint16_t type, const void* data, size_t length);
     template <typename Record>
