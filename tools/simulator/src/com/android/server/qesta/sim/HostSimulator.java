@@ -44,11 +44,11 @@ public final class HostSimulator {
         Report report = new Report();
         Options options;
         switch (command) {
-            case "demo" -> options = new Options(rest, Set.of("--report"), Set.of());
+            case "demo" -> options = new Options(rest, List.of("--report"), Set.of());
             case "stall" -> options = new Options(rest,
-                    Set.of("--scene", "--trace", "--interval", "--frames", "--report"), Set.of());
+                    List.of("--scene", "--trace", "--interval", "--frames", "--report"), Set.of());
             case "cluster" -> options = new Options(rest,
-                    Set.of("--uji", "--rows", "--truth", "--param", "--report"), Set.of("--param"));
+                    List.of("--uji", "--rows", "--truth", "--param", "--report"), Set.of("--param"));
             default -> throw new SimulatorError("unknown command '" + command + "'; " + USAGE);
         }
         LibraryLog.install(verbose ? out : null);

@@ -12,7 +12,7 @@ import java.util.Set;
 final class Options {
     private final Map<String, List<String>> mValues = new LinkedHashMap<>();
 
-    Options(List<String> args, Set<String> known, Set<String> repeatable) {
+    Options(List<String> args, List<String> known, Set<String> repeatable) {
         for (int i = 0; i < args.size(); i++) {
             String name = args.get(i);
             if (!known.contains(name)) {
