@@ -20,7 +20,16 @@ final class LibraryLog {
         LogCapture.install();
     }
 
-    /** The lines written since the last call, as "priority/tag: message". */
+    /** How many lines were written since the last {@link #take}. */
+    static int pending() {
+        return LogCapture.lines().length;
+    }
+
+    /**
+     * The lines written since the last call, as "priority/tag: message". Call
+     * it only while the library is not logging: a line written between the
+     * read and the clear would be lost.
+     */
     static List<String> take() {
         String[] lines = LogCapture.lines();
         LogCapture.clear();

@@ -77,7 +77,7 @@ final class StallReplay {
         out.println("   kernel got START uid=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_UID)[0]
                 + " class=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_DETECT_CLASS)[0]
                 + " interval=" + interval + " ms");
-        LibraryLog.take();  // the session's start, before any report
+        waitForQuiet();  // the session's start-up lines, before any report
         mSession = isShortVideo(scene)
                 ? new StallSession(title, scene, interval, new String[] {"detect_state"},
                         new String[] {"loaded", "total"})
@@ -210,18 +210,18 @@ final class StallReplay {
     }
 
     private List<String> waitForQuiet() throws InterruptedException {
-        List<String> log = new ArrayList<>();
         long deadline = System.currentTimeMillis() + WAIT_MS;
         long quietSince = System.currentTimeMillis();
+        int seen = LibraryLog.pending();
         while (System.currentTimeMillis() - quietSince < QUIET_MS && System.currentTimeMillis() < deadline) {
             Thread.sleep(2);
-            List<String> more = LibraryLog.take();
-            if (!more.isEmpty()) {
-                log.addAll(more);
+            int now = LibraryLog.pending();
+            if (now != seen) {
+                seen = now;
                 quietSince = System.currentTimeMillis();
             }
         }
-        return log;
+        return LibraryLog.take();
     }
 
     /** The stall command: a trace file (and frame results) through a session of one scene. */
