@@ -61,7 +61,7 @@ class SimulatorReportTest {
     }
 
     @Test
-    @Timeout(300)
+    @Timeout(240)  // inside the CTest limit, so that a hang fails here with a stack
     void everyChartOfTheReportLoadsInTheBrowserAtItsSize() throws Exception {
         assumeTrue(Files.isExecutable(CHROMIUM) && Files.isExecutable(CHROMEDRIVER), "chromium not installed");
         // Each page and its charts: the demo's timeline and two clusterings, one timeline, two maps.

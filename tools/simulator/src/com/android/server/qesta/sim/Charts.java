@@ -21,6 +21,7 @@ import org.jfree.chart.axis.NumberAxis;
 import org.jfree.chart.axis.SymbolAxis;
 import org.jfree.chart.plot.CombinedDomainXYPlot;
 import org.jfree.chart.plot.DefaultDrawingSupplier;
+import org.jfree.chart.plot.IntervalMarker;
 import org.jfree.chart.plot.PlotOrientation;
 import org.jfree.chart.plot.ValueMarker;
 import org.jfree.chart.plot.XYPlot;
@@ -34,6 +35,7 @@ import org.jfree.chart.title.TextTitle;
 import org.jfree.data.category.DefaultCategoryDataset;
 import org.jfree.data.xy.XYSeries;
 import org.jfree.data.xy.XYSeriesCollection;
+import org.jfree.ui.Layer;
 import org.jfree.ui.RectangleAnchor;
 import org.jfree.ui.TextAnchor;
 import org.jfree.util.ShapeUtilities;
@@ -47,6 +49,7 @@ final class Charts {
     private static final Color OUT = new Color(0x98DF8A);
     private static final Color VERDICT = new Color(0x9467BD);
     private static final Color FRAME_RESULT = new Color(0x17BECF);
+    private static final Color SILENCE = new Color(0xD6, 0x27, 0x28, 0x30);
     // Colours told apart at a glance, none of them grey (grey is "no cluster").
     private static final Color[] PALETTE = Arrays.stream(new int[] {0x1F77B4, 0xFF7F0E, 0x2CA02C, 0xD62728,
         0x9467BD, 0x8C564B, 0xE377C2, 0xBCBD22, 0x17BECF, 0xAEC7E8, 0xFFBB78, 0x98DF8A, 0xFF9896, 0xC5B0D5,
@@ -100,12 +103,37 @@ final class Charts {
                 }
             }
         }
+        markSilence(session, parts.get(1));
         parts.forEach(part -> plot.add(part, part == verdict ? 2 : 3));
         JFreeChart chart = new JFreeChart(session.title, JFreeChart.DEFAULT_TITLE_FONT, plot, true);
         chart.addSubtitle(new TextTitle(thresholds(session) + "; callback markers: red stall (kind 0), "
                 + "orange frame result passed on (kind 1), labelled (value,kind)"));
         chart.setBackgroundPaint(Color.WHITE);
         return chart;
+    }
+
+    /** Shades the N silent reports behind each no-traffic stall of a call scene. */
+    private static void markSilence(StallSession session, XYPlot bytes) {
+        int n = session.countThreshold();
+        double interval = session.intervalMs / 1000.0;
+        double shadedTo = Double.NEGATIVE_INFINITY;
+        for (StallSession.Pass pass : session.passes) {
+            boolean silenceStall = pass.callbacks().stream().anyMatch(c -> c.kind() == 0 && c.value() == 1)
+                    && !StallReplay.isShortVideo(session.scene);
+            if (!silenceStall) {
+                continue;
+            }
+            IntervalMarker marker = new IntervalMarker(pass.timeS() - n * interval + interval / 2,
+                    pass.timeS() + interval / 2, SILENCE);
+            if (pass.timeS() - n * interval > shadedTo) {  // label the first stall of a silent stretch
+                marker.setLabel("no traffic for N = " + n + " reports");
+                marker.setLabelFont(new Font(Font.SANS_SERIF, Font.PLAIN, 10));
+                marker.setLabelAnchor(RectangleAnchor.TOP_LEFT);
+                marker.setLabelTextAnchor(TextAnchor.TOP_LEFT);
+            }
+            shadedTo = pass.timeS();
+            bytes.addDomainMarker(marker, Layer.BACKGROUND);
+        }
     }
 
     /** The session's thresholds in words. */
