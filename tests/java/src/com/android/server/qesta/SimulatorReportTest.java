@@ -109,19 +109,21 @@ class SimulatorReportTest {
                 EXAMPLES.resolve("short-video.csv").toString()},
             {"unknown parameter 'nClusterz=3'", "cluster", "--rows", trace, "--param", "nClusterz=3"},
             {"unknown option '--tracee'", "stall", "--scene", "100106", "--tracee", trace},
+            {"is not a report folder", "--report", dir.toString()},  // holds other files: never replaced
         };
         Path report = dir.resolve("report");
         for (String[] c : cases) {
-            String[] args = new String[c.length + 1];
-            System.arraycopy(c, 1, args, 0, c.length - 1);
-            args[c.length - 1] = "--report";
-            args[c.length] = report.toString();
-            Run run = simulator(args);
+            List<String> args = new ArrayList<>(List.of(c).subList(1, c.length));
+            if (!args.contains("--report")) {
+                args.addAll(List.of("--report", report.toString()));
+            }
+            Run run = simulator(args.toArray(new String[0]));
             assertEquals(2, run.exitCode(), c[0]);
             assertTrue(run.err().startsWith("simulator: ") && run.err().contains(c[0]), run.err());
             assertEquals(1, run.err().lines().count(), run.err());
         }
         assertFalse(Files.exists(report));
+        assertTrue(Files.exists(bad));
         try (var left = Files.list(dir)) {
             assertTrue(left.noneMatch(p -> p.getFileName().toString().startsWith(".report")), "temporary folder left");
         }

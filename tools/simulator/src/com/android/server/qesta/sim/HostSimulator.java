@@ -51,14 +51,15 @@ public final class HostSimulator {
                     List.of("--uji", "--rows", "--truth", "--param", "--report"), Set.of("--param"));
             default -> throw new SimulatorError("unknown command '" + command + "'; " + USAGE);
         }
+        Path dir = Path.of(options.has("--report") ? options.get("--report")
+                : System.getProperty("mqqoe.report", "report"));
+        Report.checkTarget(dir);
         LibraryLog.install(verbose ? out : null);
         switch (command) {
             case "stall" -> ReportSections.stall(report, StallReplay.command(options, out));
             case "cluster" -> ReportSections.clustering(report, ClusterRun.command(options, out));
             default -> demo(report, out, verbose);
         }
-        Path dir = Path.of(options.has("--report") ? options.get("--report")
-                : System.getProperty("mqqoe.report", "report"));
         out.println("report: " + report.write(dir, TITLE));
     }
 

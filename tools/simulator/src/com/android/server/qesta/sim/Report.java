@@ -66,8 +66,28 @@ final class Report {
                 escape(alt)));
     }
 
-    /** Writes the page and its charts as {@code dir}, replacing what was there; returns the page. */
+    /**
+     * Fails unless {@code dir} is new or an earlier report (nothing but a page
+     * and charts), which is all a run may replace.
+     */
+    static void checkTarget(Path dir) throws IOException {
+        if (!Files.exists(dir)) {
+            return;
+        }
+        if (Files.isDirectory(dir)) {
+            try (Stream<Path> entries = Files.list(dir)) {
+                if (entries.map(p -> p.getFileName().toString())
+                        .allMatch(name -> name.equals("index.html") || name.matches("chart[0-9]+\\.png"))) {
+                    return;
+                }
+            }
+        }
+        throw new SimulatorError(dir + ": exists and is not a report folder; give a new or earlier report's folder");
+    }
+
+    /** Writes the page and its charts as {@code dir}, replacing an earlier report there; returns the page. */
     Path write(Path dir, String title) throws IOException {
+        checkTarget(dir);
         Path target = dir.toAbsolutePath().normalize();
         Files.createDirectories(target.getParent());
         Path fresh = Files.createTempDirectory(target.getParent(), "." + target.getFileName() + ".new-");
