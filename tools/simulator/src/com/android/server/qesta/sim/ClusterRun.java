@@ -18,11 +18,11 @@ import java.util.TreeMap;
  */
 final class ClusterRun {
     /** The parameter keys the library reads; the others take whole numbers. */
-    static final Set<String> PARAMS = Set.of("batchID", "labelID", "timestampID", "linkSpeedID", "bssidStart",
+    private static final Set<String> PARAMS = Set.of("batchID", "labelID", "timestampID", "linkSpeedID", "bssidStart",
             "cellIDStart", "deleteFlag", "nClusters", "maxDist", "minSampleRatio", "weightParam", "shareRatioParam",
             "minRange", "minBssidCount", "minDistinctValue", "minStdev", "threshold", "minMeanRssi", "lowerBound",
             "reprMinOcc", "isMainAp", "codeType", "connectedStrength", "minFreq", "maxBssidNum");
-    static final Set<String> FLOAT_PARAMS = Set.of("minSampleRatio", "weightParam", "shareRatioParam",
+    private static final Set<String> FLOAT_PARAMS = Set.of("minSampleRatio", "weightParam", "shareRatioParam",
             "minDistinctValue", "minStdev", "connectedStrength");
     private static final int FIXED_COLUMNS = 5;  // orginBatch,batch,label,timestamp,link_speed of the core text
 
