@@ -9,6 +9,14 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
 )
 
+# Host simulator report: JFreeChart draws its charts in a headless JVM, which
+# needs real fonts; the report test opens the page in headless Chromium
+# through ChromeDriver.
+packages+=(
+  libjfreechart-java fonts-dejavu-core
+  chromium chromium-driver
+)
+
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then

@@ -1,0 +1,276 @@
+package com.android.server.qesta.sim;
+
+import java.awt.BasicStroke;
+import java.awt.Color;
+import java.awt.Font;
+import java.awt.Paint;
+import java.awt.Shape;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Comparator;
+import java.util.List;
+import java.util.Map;
+import java.util.TreeMap;
+import java.util.function.Function;
+
+import org.jfree.chart.ChartFactory;
+import org.jfree.chart.JFreeChart;
+import org.jfree.chart.LegendItem;
+import org.jfree.chart.LegendItemCollection;
+import org.jfree.chart.axis.NumberAxis;
+import org.jfree.chart.axis.SymbolAxis;
+import org.jfree.chart.plot.CombinedDomainXYPlot;
+import org.jfree.chart.plot.DefaultDrawingSupplier;
+import org.jfree.chart.plot.IntervalMarker;
+import org.jfree.chart.plot.PlotOrientation;
+import org.jfree.chart.plot.ValueMarker;
+import org.jfree.chart.plot.XYPlot;
+import org.jfree.chart.renderer.category.BarRenderer;
+import org.jfree.chart.renderer.category.StandardBarPainter;
+import org.jfree.chart.renderer.xy.ClusteredXYBarRenderer;
+import org.jfree.chart.renderer.xy.StandardXYBarPainter;
+import org.jfree.chart.renderer.xy.XYItemRenderer;
+import org.jfree.chart.renderer.xy.XYLineAndShapeRenderer;
+import org.jfree.chart.title.TextTitle;
+import org.jfree.data.category.DefaultCategoryDataset;
+import org.jfree.data.xy.XYSeries;
+import org.jfree.data.xy.XYSeriesCollection;
+import org.jfree.ui.Layer;
+import org.jfree.ui.RectangleAnchor;
+import org.jfree.ui.TextAnchor;
+import org.jfree.util.ShapeUtilities;
+
+/** The report's charts, drawn by JFreeChart. */
+final class Charts {
+    private static final Color STALL = new Color(0xC6, 0x28, 0x28);
+    private static final Color FRAME_PASSED_ON = new Color(0xEF, 0x6C, 0x00);
+    private static final Color NOT_CLUSTERED = new Color(0xBD, 0xBD, 0xBD);
+    private static final Color IN = new Color(0x1F77B4);
+    private static final Color OUT = new Color(0x98DF8A);
+    private static final Color VERDICT = new Color(0x9467BD);
+    private static final Color FRAME_RESULT = new Color(0x17BECF);
+    private static final Color SILENCE = new Color(0xD6, 0x27, 0x28, 0x30);
+    // Colours told apart at a glance, none of them grey (grey is "no cluster").
+    private static final Color[] PALETTE = Arrays.stream(new int[] {0x1F77B4, 0xFF7F0E, 0x2CA02C, 0xD62728,
+        0x9467BD, 0x8C564B, 0xE377C2, 0xBCBD22, 0x17BECF, 0xAEC7E8, 0xFFBB78, 0x98DF8A, 0xFF9896, 0xC5B0D5,
+        0xC49C94, 0xF7B6D2, 0xDBDB8D, 0x9EDAE5, 0x393B79, 0x637939, 0x8C6D31, 0x843C39, 0x7B4173})
+            .mapToObj(Color::new).toArray(Color[]::new);
+    private static final int MAX_CLUSTER_LEGEND = 30;
+    private static final double BAR_SHARE = 0.8;  // of an interval, so that neighbouring reports stay apart
+
+    private Charts() {}
+
+    /**
+     * A stall session over time: traffic per report, the detector's verdict,
+     * the frame service's results, and a marker at every callback.
+     */
+    static JFreeChart timeline(StallSession session) {
+        boolean video = StallReplay.isShortVideo(session.scene);
+        double width = session.intervalMs / 1000.0 * BAR_SHARE;
+        CombinedDomainXYPlot plot = new CombinedDomainXYPlot(new NumberAxis("time (s)"));
+        plot.setGap(8);
+        List<XYPlot> parts = new ArrayList<>();
+        parts.add(bars(series(session, session.countSeries, StallSession.Pass::counts), width,
+                video ? "detect_state" : "packets"));
+        parts.add(bars(series(session, session.byteSeries, StallSession.Pass::bytes), width, "bytes"));
+
+        XYSeries verdicts = new XYSeries("detector verdict");
+        XYSeries frames = new XYSeries("frame service result");
+        for (StallSession.Pass pass : session.passes) {
+            if (pass.verdict().level() != Verdict.NONE) {
+                verdicts.add(pass.timeS(), pass.verdict().level());
+            }
+            pass.frames().forEach(result -> frames.add(pass.timeS(), result));
+        }
+        XYPlot verdict = points(new XYSeriesCollection(verdicts), new SymbolAxis("verdict", Verdict.levels(session.scene)),
+                VERDICT);
+        parts.add(verdict);
+        if (!frames.isEmpty()) {
+            parts.add(points(new XYSeriesCollection(frames), new NumberAxis("frame result"), FRAME_RESULT));
+        }
+        for (StallSession.Pass pass : session.passes) {
+            for (StallSession.Callback callback : pass.callbacks()) {
+                Color colour = callback.kind() == 1 ? FRAME_PASSED_ON : STALL;
+                for (XYPlot part : parts) {
+                    ValueMarker marker = new ValueMarker(pass.timeS(), colour, new BasicStroke(1.5f));
+                    if (part == verdict) {
+                        marker.setLabel("(" + callback.value() + "," + callback.kind() + ")");
+                        marker.setLabelFont(new Font(Font.SANS_SERIF, Font.PLAIN, 10));
+                        marker.setLabelAnchor(RectangleAnchor.TOP_LEFT);
+                        marker.setLabelTextAnchor(TextAnchor.TOP_RIGHT);
+                    }
+                    part.addDomainMarker(marker);
+                }
+            }
+        }
+        markSilence(session, parts.get(1));
+        parts.forEach(part -> plot.add(part, part == verdict ? 2 : 3));
+        JFreeChart chart = new JFreeChart(session.title, JFreeChart.DEFAULT_TITLE_FONT, plot, true);
+        chart.addSubtitle(new TextTitle(thresholds(session) + "; callback markers: red stall (kind 0), "
+                + "orange frame result passed on (kind 1), labelled (value,kind)"));
+        chart.setBackgroundPaint(Color.WHITE);
+        return chart;
+    }
+
+    /** Shades the N silent reports behind each no-traffic stall of a call scene. */
+    private static void markSilence(StallSession session, XYPlot bytes) {
+        int n = session.countThreshold();
+        double interval = session.intervalMs / 1000.0;
+        double shadedTo = Double.NEGATIVE_INFINITY;
+        for (StallSession.Pass pass : session.passes) {
+            boolean silenceStall = pass.callbacks().stream().anyMatch(c -> c.kind() == 0 && c.value() == 1)
+                    && !StallReplay.isShortVideo(session.scene);
+            if (!silenceStall) {
+                continue;
+            }
+            IntervalMarker marker = new IntervalMarker(pass.timeS() - n * interval + interval / 2,
+                    pass.timeS() + interval / 2, SILENCE);
+            if (pass.timeS() - n * interval > shadedTo) {  // label the first stall of a silent stretch
+                marker.setLabel("no traffic for N = " + n + " reports");
+                marker.setLabelFont(new Font(Font.SANS_SERIF, Font.PLAIN, 10));
+                marker.setLabelAnchor(RectangleAnchor.TOP_LEFT);
+                marker.setLabelTextAnchor(TextAnchor.TOP_LEFT);
+            }
+            shadedTo = pass.timeS();
+            bytes.addDomainMarker(marker, Layer.BACKGROUND);
+        }
+    }
+
+    /** The session's thresholds in words. */
+    static String thresholds(StallSession session) {
+        String text = "reports every " + session.intervalMs + " ms; ";
+        if (StallReplay.isShortVideo(session.scene)) {
+            return text + "a stall verdict is passed on at most every N = " + session.countThreshold() + " reports";
+        }
+        text += "no-traffic N = " + session.countThreshold() + " silent reports";
+        if (session.frameHoldReports() > 0) {
+            text += ", frame-hold = " + session.frameHoldReports() + " reports of result 2";
+        }
+        return text;
+    }
+
+    private static XYSeriesCollection series(StallSession session, String[] names,
+            Function<StallSession.Pass, long[]> values) {
+        XYSeriesCollection data = new XYSeriesCollection();
+        for (int i = 0; i < names.length; i++) {
+            XYSeries series = new XYSeries(names[i]);
+            for (StallSession.Pass pass : session.passes) {
+                series.add(pass.timeS(), values.apply(pass)[i]);
+            }
+            data.addSeries(series);
+        }
+        return data;
+    }
+
+    private static XYPlot bars(XYSeriesCollection data, double width, String label) {
+        data.setIntervalWidth(width);
+        ClusteredXYBarRenderer renderer = new ClusteredXYBarRenderer();
+        renderer.setBarPainter(new StandardXYBarPainter());
+        renderer.setShadowVisible(false);
+        renderer.setSeriesPaint(0, IN);
+        renderer.setSeriesPaint(1, OUT);
+        return plot(data, new NumberAxis(label), renderer);
+    }
+
+    private static XYPlot points(XYSeriesCollection data, NumberAxis axis, Color colour) {
+        XYLineAndShapeRenderer renderer = new XYLineAndShapeRenderer(false, true);
+        renderer.setSeriesPaint(0, colour);
+        return plot(data, axis, renderer);
+    }
+
+    private static XYPlot plot(XYSeriesCollection data, NumberAxis axis, XYItemRenderer renderer) {
+        XYPlot plot = new XYPlot(data, null, axis, renderer);
+        plot.setBackgroundPaint(Color.WHITE);
+        plot.setRangeGridlinePaint(Color.LIGHT_GRAY);
+        plot.setDomainGridlinePaint(Color.LIGHT_GRAY);
+        return plot;
+    }
+
+    /**
+     * Scans where they were taken (UJIIndoorLoc's UTM metres): colour = the
+     * cluster of the scan's batch (grey: none), marker = building and floor.
+     */
+    static JFreeChart map(ClusterInput input, ClusterRun.Clustering clustering) {
+        List<String> places = input.scans.stream().map(ClusterInput.Scan::place).distinct().sorted().toList();
+        Map<Integer, List<ClusterInput.Scan>> byCluster = new TreeMap<>();
+        for (ClusterInput.Scan scan : input.scans) {
+            byCluster.computeIfAbsent(clustering.clusterOfBatch().getOrDefault(scan.batch(), 0), c -> new ArrayList<>())
+                    .add(scan);
+        }
+        XYSeriesCollection data = new XYSeriesCollection();
+        List<List<ClusterInput.Scan>> scansOfSeries = new ArrayList<>();
+        for (Map.Entry<Integer, List<ClusterInput.Scan>> entry : byCluster.entrySet()) {
+            XYSeries series = new XYSeries(entry.getKey() == 0 ? "no cluster" : "cluster " + entry.getKey(), false);
+            entry.getValue().forEach(scan -> series.add(scan.x(), scan.y()));
+            data.addSeries(series);
+            scansOfSeries.add(entry.getValue());
+        }
+        Shape[] shapes = shapes();
+        XYLineAndShapeRenderer renderer = new XYLineAndShapeRenderer(false, true) {
+            private static final long serialVersionUID = 1L;
+
+            @Override
+            public Shape getItemShape(int series, int item) {
+                return shapes[places.indexOf(scansOfSeries.get(series).get(item).place()) % shapes.length];
+            }
+        };
+        LegendItemCollection legend = new LegendItemCollection();
+        for (int s = 0; s < data.getSeriesCount(); s++) {
+            boolean none = byCluster.containsKey(0) && s == 0;
+            Paint paint = none ? NOT_CLUSTERED : PALETTE[s % PALETTE.length];
+            renderer.setSeriesPaint(s, paint);
+            if (data.getSeriesCount() <= MAX_CLUSTER_LEGEND) {
+                legend.add(new LegendItem(data.getSeriesKey(s).toString(), paint));
+            }
+        }
+        for (int p = 0; p < places.size(); p++) {
+            legend.add(new LegendItem(places.get(p), "", "", "", shapes[p % shapes.length], Color.DARK_GRAY));
+        }
+        NumberAxis x = new NumberAxis("longitude (m)");
+        NumberAxis y = new NumberAxis("latitude (m)");
+        x.setAutoRangeIncludesZero(false);
+        y.setAutoRangeIncludesZero(false);
+        XYPlot plot = plot(data, y, renderer);
+        plot.setDomainAxis(x);
+        plot.setFixedLegendItems(legend);
+        JFreeChart chart = new JFreeChart(clustering.name(), JFreeChart.DEFAULT_TITLE_FONT, plot, true);
+        chart.addSubtitle(new TextTitle("colour = cluster, marker = building (b) and floor (f)"));
+        chart.setBackgroundPaint(Color.WHITE);
+        return chart;
+    }
+
+    private static Shape[] shapes() {
+        List<Shape> shapes = new ArrayList<>(Arrays.asList(DefaultDrawingSupplier.createStandardSeriesShapes()));
+        shapes.add(ShapeUtilities.createDiagonalCross(3, 1));
+        shapes.add(ShapeUtilities.createRegularCross(3, 1));
+        shapes.add(ShapeUtilities.createDiamond(5));
+        return shapes.toArray(new Shape[0]);
+    }
+
+    /** Scans of each cluster, stacked by the place they were truly taken at. */
+    static JFreeChart placesAgainstClusters(ClusterRun.Clustering clustering) {
+        DefaultCategoryDataset data = new DefaultCategoryDataset();
+        // Places in natural order (place 2 before place 10), so that colours follow them.
+        clustering.placesOfCluster().values().stream().flatMap(places -> places.keySet().stream()).distinct()
+                .sorted(Comparator.comparingInt(String::length).thenComparing(Comparator.naturalOrder()))
+                .forEach(place -> data.addValue(null, "place " + place, "0"));
+        data.removeColumn("0");
+        for (Map.Entry<Integer, Map<String, Integer>> cluster : clustering.placesOfCluster().entrySet()) {
+            for (Map.Entry<String, Integer> place : cluster.getValue().entrySet()) {
+                data.addValue(place.getValue(), "place " + place.getKey(), Integer.toString(cluster.getKey()));
+            }
+        }
+        JFreeChart chart = ChartFactory.createStackedBarChart(clustering.name(), "cluster", "scans", data,
+                PlotOrientation.VERTICAL, true, false, false);
+        chart.addSubtitle(new TextTitle("one colour per true place: a pure cluster is a bar of one colour"));
+        chart.setBackgroundPaint(Color.WHITE);
+        chart.getCategoryPlot().setBackgroundPaint(Color.WHITE);
+        chart.getCategoryPlot().setRangeGridlinePaint(Color.LIGHT_GRAY);
+        BarRenderer renderer = (BarRenderer) chart.getCategoryPlot().getRenderer();
+        renderer.setBarPainter(new StandardBarPainter());
+        for (int row = 0; row < data.getRowCount(); row++) {
+            renderer.setSeriesPaint(row, PALETTE[row % PALETTE.length]);
+        }
+        return chart;
+    }
+}

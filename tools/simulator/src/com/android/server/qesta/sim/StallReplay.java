@@ -1,0 +1,272 @@
+package com.android.server.qesta.sim;
+
+import com.android.server.qesta.ZvQestaJniAdapter;
+import com.android.server.qesta.testing.GenlKernel;
+import com.android.server.qesta.testing.KernelEmulator;
+import com.android.server.qesta.testing.PlatformStandIns;
+
+import java.io.PrintStream;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.Iterator;
+import java.util.List;
+import java.util.Set;
+
+/**
+ * One stall session of the library, fed report by report by the emulated
+ * stall module: every callback is printed as it arrives, and each report is
+ * recorded with the detector's verdict and the callbacks it caused.
+ */
+final class StallReplay {
+    static final int UID = 10123;
+    static final int VOICE_CALL = 100105;
+    static final int VIDEO_CALL = 100106;
+    static final Set<Integer> SHORT_VIDEO = Set.of(100501, 100701, 100901);
+    // The session's thresholds, annotated on the timeline: the silence it
+    // tolerates per scene and the heavy frame results it holds back.
+    static final int VOICE_SPAN_MS = 5000;
+    static final int CALL_SPAN_MS = 6000;
+    static final int FRAME_HOLD = 6;
+
+    private static final int START = 24;
+    private static final int STOP = 25;
+    // Short-video detector settings, one per nibble from the lowest: m1s 3,
+    // mR1s 4, m2s 2, mR2s 3, m3s, mR3s, m6s, mR6s 1 (the detector's defaults).
+    private static final int SHORT_VIDEO_ALGO = 0x11113243;
+    private static final long WAIT_MS = 5000;
+    // A report that moves no byte total leaves nothing to wait on: it counts as
+    // taken in once the library has logged nothing more for this long.
+    private static final long QUIET_MS = 20;
+
+    private final ZvQestaJniAdapter mAdapter = new ZvQestaJniAdapter();
+    private final PrintStream mOut;
+    private final boolean mFrames;
+    private final List<StallSession.Callback> mCallbacks = new ArrayList<>();
+    private final StallSession mSession;
+    private long mInTotal;
+    private long mOutTotal;
+
+    static boolean isShortVideo(int scene) {
+        return SHORT_VIDEO.contains(scene);
+    }
+
+    static boolean isKnownScene(int scene) {
+        return scene == VOICE_CALL || scene == VIDEO_CALL || isShortVideo(scene);
+    }
+
+    /** Starts a session of {@code scene}; {@code frames} also starts the frame-detection service. */
+    StallReplay(String title, int scene, boolean frames, PrintStream out) throws InterruptedException {
+        mOut = out;
+        mFrames = frames;
+        KernelEmulator.reset();
+        LibraryLog.take();
+        ZvQestaJniAdapter.setStallListener(this::onStall);
+        if (frames) {
+            mAdapter.nativeStartFrameDetect(scene);
+            PlatformStandIns.veltroWaitRegistrations(1, (int) WAIT_MS);
+        }
+        int algo = isShortVideo(scene) ? SHORT_VIDEO_ALGO : 0;
+        int started = mAdapter.nativeSendQoeStallDetectCmd(START, UID, scene, algo, 0);
+        out.println(" nativeSendQoeStallDetectCmd(" + START + ", " + UID + ", " + scene + ", " + algo + ", 0) = "
+                + started);
+        if (started != 0 || !GenlKernel.waitForCommand(GenlKernel.CMD_START, 1, WAIT_MS)) {
+            stopFrames();
+            throw new SimulatorError("the library did not start a stall session for scene " + scene);
+        }
+        int interval = (int) GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_INTERVAL)[0];
+        out.println("   kernel got START uid=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_UID)[0]
+                + " class=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_DETECT_CLASS)[0]
+                + " interval=" + interval + " ms");
+        waitForQuiet();  // the session's start-up lines, before any report
+        mSession = isShortVideo(scene)
+                ? new StallSession(title, scene, interval, new String[] {"detect_state"},
+                        new String[] {"loaded", "total"})
+                : new StallSession(title, scene, interval, new String[] {"packets in", "packets out"},
+                        new String[] {"bytes in", "bytes out"});
+    }
+
+    int interval() {
+        return mSession.intervalMs;
+    }
+
+    StallSession session() {
+        return mSession;
+    }
+
+    /** One throughput report, after the frame-service results due before it. */
+    void feed(StallTrace.Throughput row, List<Integer> frames) throws InterruptedException {
+        deliver(frames);
+        double time = timeOfNext();
+        mOut.println(String.format("   t=%2.0fs report: %3d packets in, %5d bytes in, %4d bytes out%s", time,
+                row.inPkts(), row.inBytes(), row.outBytes(), frameText(frames)));
+        mInTotal += row.inBytes();
+        mOutTotal += row.outBytes();
+        push(GenlKernel.pushThroughputReport(UID, (int) row.inPkts(), (int) row.outPkts(), (int) row.inBytes(),
+                (int) row.outBytes()));
+        List<String> log = row.inBytes() + row.outBytes() > 0 ? waitForTotals() : waitForQuiet();
+        record(time, new long[] {row.inPkts(), row.outPkts()}, new long[] {row.inBytes(), row.outBytes()}, frames,
+                log);
+    }
+
+    /** One short-video report carrying the entry under detection. */
+    void feed(StallTrace.ShortVideo row, List<Integer> frames) throws InterruptedException {
+        deliver(frames);
+        double time = timeOfNext();
+        mOut.println(String.format("   t=%2.0fs report: video %s (entry %d, state %d), %d of %d bytes loaded%s", time,
+                row.video(), row.detectIndex(), row.detectState(), row.loaded(), row.total(), frameText(frames)));
+        long[][] entry = {{row.detectIndex(), row.loadedBase(), row.total(), row.rangeStart(), row.inBytes(),
+            row.timescale(), row.dur()}};
+        push(GenlKernel.pushAwemeReport(UID, row.detectIndex(), (int) row.curIndex(), (int) row.validNum(),
+                (int) row.detectState(), entry, new String[] {row.video()}));
+        record(time, new long[] {row.detectState()}, new long[] {row.loaded(), row.total()}, frames, waitForQuiet());
+    }
+
+    /** Stops the session as the service does and shows what the kernel saw of it. */
+    StallSession finish() throws InterruptedException {
+        long[] totals = mAdapter.nativeGetCurrTotalTraffic();
+        mOut.println(" nativeGetCurrTotalTraffic() = [out " + totals[0] + ", in " + totals[1] + "]");
+        mOut.println(" nativeSendQoeStallDetectCmd(" + STOP + ", ...) = "
+                + mAdapter.nativeSendQoeStallDetectCmd(STOP, UID, mSession.scene, 0, 0));
+        // The worker notices the stop with the next report; one of another uid ends it without a detector pass.
+        GenlKernel.pushThroughputReport(UID + 1, 0, 0, 0, 0);
+        boolean stopped = GenlKernel.waitForCommand(GenlKernel.CMD_STOP, 1, WAIT_MS);
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        while (KernelEmulator.openSockets(KernelEmulator.GENERIC) > 0 && System.currentTimeMillis() < deadline) {
+            Thread.sleep(1);
+        }
+        String kernel = "kernel got " + (stopped ? "STOP" : "no STOP") + ", keep-alives "
+                + GenlKernel.countSent(GenlKernel.CMD_KEEPALIVE);
+        if (isShortVideo(mSession.scene)) {
+            kernel += ", updates " + GenlKernel.countSent(GenlKernel.CMD_UPDATE);
+        }
+        mOut.println("   " + kernel);
+        mSession.notes.add("Totals the library kept: " + totals[1] + " bytes in, " + totals[0] + " bytes out; "
+                + kernel + ".");
+        stopFrames();
+        ZvQestaJniAdapter.setStallListener(null);
+        LibraryLog.take();
+        return mSession;
+    }
+
+    private void stopFrames() {
+        if (mFrames) {
+            mAdapter.nativeStopFrameDetect();
+        }
+    }
+
+    private void onStall(int value, int scene, int kind, boolean flag) {
+        StallSession.Callback call = new StallSession.Callback(value, scene, kind, flag);
+        mOut.println("      <- " + call + "  " + (kind == 1 ? "frame detection result passed on" : "stall"));
+        synchronized (mCallbacks) {
+            mCallbacks.add(call);
+        }
+    }
+
+    private void deliver(List<Integer> frames) {
+        for (int result : frames) {
+            PlatformStandIns.veltroNotify(result);  // returns once the listener has it
+        }
+    }
+
+    private static String frameText(List<Integer> frames) {
+        return frames.isEmpty() ? "" : ", frame service: " + frames.toString().replaceAll("[\\[\\]]", "");
+    }
+
+    private double timeOfNext() {
+        return (mSession.passes.size() + 1) * mSession.intervalMs / 1000.0;
+    }
+
+    private void push(boolean delivered) {
+        if (!delivered) {
+            throw new SimulatorError("the emulated kernel could not deliver report " + (mSession.passes.size() + 1)
+                    + ": the library closed its socket");
+        }
+    }
+
+    private void record(double time, long[] counts, long[] bytes, List<Integer> frames, List<String> log) {
+        List<StallSession.Callback> callbacks;
+        synchronized (mCallbacks) {
+            callbacks = new ArrayList<>(mCallbacks);
+            mCallbacks.clear();
+        }
+        mSession.passes.add(new StallSession.Pass(time, counts, bytes, frames, Verdict.of(mSession.scene, log),
+                callbacks, log));
+    }
+
+    /** The totals move on once the worker has finished with the report and waits for the next. */
+    private List<String> waitForTotals() throws InterruptedException {
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        while (true) {
+            long[] totals = mAdapter.nativeGetCurrTotalTraffic();
+            if (totals[0] == mOutTotal && totals[1] == mInTotal) {
+                return LibraryLog.take();
+            }
+            if (System.currentTimeMillis() > deadline) {
+                throw new SimulatorError("the library did not take in report " + (mSession.passes.size() + 1)
+                        + " within " + WAIT_MS + " ms");
+            }
+            Thread.sleep(1);
+        }
+    }
+
+    private List<String> waitForQuiet() throws InterruptedException {
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        long quietSince = System.currentTimeMillis();
+        int seen = LibraryLog.pending();
+        while (System.currentTimeMillis() - quietSince < QUIET_MS && System.currentTimeMillis() < deadline) {
+            Thread.sleep(2);
+            int now = LibraryLog.pending();
+            if (now != seen) {
+                seen = now;
+                quietSince = System.currentTimeMillis();
+            }
+        }
+        return LibraryLog.take();
+    }
+
+    /** The stall command: a trace file (and frame results) through a session of one scene. */
+    static StallSession command(Options options, PrintStream out) throws InterruptedException {
+        int scene = options.integer("--scene", 0, Integer.MAX_VALUE);
+        if (!isKnownScene(scene)) {
+            throw new SimulatorError("unknown scene " + scene + " (known: " + VOICE_CALL + " " + VIDEO_CALL + " "
+                    + String.join(" ", SHORT_VIDEO.stream().sorted().map(String::valueOf).toList()) + ")");
+        }
+        Path tracePath = options.inputFile("--trace");
+        List<StallTrace.Throughput> calls = isShortVideo(scene) ? null : StallTrace.readThroughput(tracePath);
+        List<StallTrace.ShortVideo> videos = isShortVideo(scene) ? StallTrace.readShortVideo(tracePath) : null;
+        List<StallTrace.Frame> frames = options.has("--frames")
+                ? StallTrace.readFrames(options.inputFile("--frames")) : List.of();
+        Integer traceMs = options.has("--interval") ? options.integer("--interval", 1, 3_600_000) : null;
+
+        out.println("==== stall: scene " + scene + ", " + tracePath + " ====");
+        StallReplay replay = new StallReplay("Scene " + scene + ": " + tracePath.getFileName(), scene,
+                options.has("--frames") || scene == VIDEO_CALL, out);
+        try {
+            int interval = replay.interval();
+            if (calls != null && traceMs != null) {
+                calls = StallTrace.regroup(tracePath, calls, traceMs, interval);
+            } else if (traceMs != null && traceMs != interval) {
+                throw new SimulatorError("--interval " + traceMs + ": short-video reports come every " + interval
+                        + " ms, one row each");
+            }
+            Iterator<StallTrace.Frame> pending = frames.iterator();
+            StallTrace.Frame next = pending.hasNext() ? pending.next() : null;
+            int count = calls != null ? calls.size() : videos.size();
+            for (int i = 0; i < count; i++) {
+                List<Integer> due = new ArrayList<>();  // results the service gave during this interval
+                while (next != null && next.timeMs() < (long) (i + 1) * interval) {
+                    due.add(next.result());
+                    next = pending.hasNext() ? pending.next() : null;
+                }
+                if (calls != null) {
+                    replay.feed(calls.get(i), due);
+                } else {
+                    replay.feed(videos.get(i), due);
+                }
+            }
+        } finally {
+            replay.finish();
+        }
+        return replay.session();
+    }
+}
