@@ -11,7 +11,6 @@ import java.util.Comparator;
 import java.util.List;
 import java.util.stream.Stream;
 
-import org.jfree.chart.ChartUtilities;
 import org.jfree.chart.JFreeChart;
 
 /**
@@ -93,10 +92,12 @@ final class Report {
         Path fresh = Files.createTempDirectory(target.getParent(), "." + target.getFileName() + ".new-");
         try {
             Files.setPosixFilePermissions(fresh, PosixFilePermissions.fromString("rwxr-xr-x"));
+            List<ChartPainter.Job> jobs = new ArrayList<>();
             for (Chart chart : mCharts) {
-                ChartUtilities.saveChartAsPNG(fresh.resolve(chart.file()).toFile(), chart.chart(), chart.width(),
-                        chart.height());
+                jobs.add(new ChartPainter.Job(fresh.resolve(chart.file()), chart.chart(), chart.width(),
+                        chart.height()));
             }
+            ChartPainter.paint(jobs, fresh);
             String page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + escape(title)
                     + "</title><style>" + STYLE + "</style></head>\n<body>\n<h1>" + escape(title) + "</h1>\n" + mBody
                     + "</body></html>\n";
