@@ -72,8 +72,9 @@ class SimulatorReportTest {
         assertTrue(run.out().endsWith("report: " + demo.resolve("index.html") + "\n"), run.out());
         pages.put(demo.resolve("index.html"), 3);
         Path stall = dir.resolve("stall");
-        assertEquals(0, simulator("stall", "--scene", "100501", "--trace", EXAMPLES.resolve("short-video.csv")
-                .toString(), "--report", stall.toString()).exitCode());
+        run = simulator("stall", "--scene", "100501", "--trace", EXAMPLES.resolve("short-video.csv").toString(),
+                "--report", stall.toString());
+        assertEquals(0, run.exitCode(), run.out() + run.err());
         pages.put(stall.resolve("index.html"), 1);
         File uji = new File(System.getProperty("mqqoe.shared", ""), "data/ujiindoorloc/ValidationData.csv");
         if (uji.isFile()) {  // the scans on their map

@@ -198,20 +198,23 @@ final class Charts {
                     .add(scan);
         }
         XYSeriesCollection data = new XYSeriesCollection();
-        List<List<ClusterInput.Scan>> scansOfSeries = new ArrayList<>();
+        Shape[] shapes = shapes();
+        // The marker of every item, by series: the chart travels serialized, so
+        // the renderer keeps plain numbers rather than the scans.
+        int[][] shapeOfItem = new int[byCluster.size()][];
         for (Map.Entry<Integer, List<ClusterInput.Scan>> entry : byCluster.entrySet()) {
             XYSeries series = new XYSeries(entry.getKey() == 0 ? "no cluster" : "cluster " + entry.getKey(), false);
             entry.getValue().forEach(scan -> series.add(scan.x(), scan.y()));
+            shapeOfItem[data.getSeriesCount()] = entry.getValue().stream()
+                    .mapToInt(scan -> places.indexOf(scan.place()) % shapes.length).toArray();
             data.addSeries(series);
-            scansOfSeries.add(entry.getValue());
         }
-        Shape[] shapes = shapes();
         XYLineAndShapeRenderer renderer = new XYLineAndShapeRenderer(false, true) {
             private static final long serialVersionUID = 1L;
 
             @Override
             public Shape getItemShape(int series, int item) {
-                return shapes[places.indexOf(scansOfSeries.get(series).get(item).place()) % shapes.length];
+                return shapes[shapeOfItem[series][item]];
             }
         };
         LegendItemCollection legend = new LegendItemCollection();
