@@ -7,6 +7,7 @@ packages=(
   openjdk-17-jdk-headless junit5
   android-liblog-dev android-libutils-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libssl-dev
 )
 
 # Host simulator report: JFreeChart draws its charts in a headless JVM, which

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <fstream>
 #include <optional>
 #include <random>
 
@@ -96,10 +95,7 @@ TEST(ClusterProperties, AnOutlierBatchIsFilteredWithoutDisturbingThePlaces) {
 
 std::optional<fingerprints::FingerprintSet> ujiSet() {
     const char* shared = std::getenv("MQQOE_SHARED_DIR");
-    if (shared == nullptr) return std::nullopt;
-    std::ifstream csv(std::string(shared) + "/data/ujiindoorloc/ValidationData.csv");
-    if (!csv) return std::nullopt;
-    return fingerprints::convertUjiIndoorLoc(csv);
+    return shared != nullptr ? fingerprints::loadUjiValidationSet(shared) : std::nullopt;
 }
 
 TEST(UjiIndoorLoc, PipelinesGiveWellFormedTextsAndFloorPureClusters) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@ namespace fingerprints {
 namespace {
 
 constexpr char kNotHeard[] = "100";
+constexpr char kValidationSet[] = "/data/ujiindoorloc/ValidationData.csv";
 constexpr int kFloorsPerBuilding = 10;
 
 std::vector<std::string> splitCsv(const std::string& line) {
@@ -96,6 +98,12 @@ std::optional<FingerprintSet> convertUjiIndoorLoc(std::istream& csv, const UjiOp
         set.rows.push_back(std::move(row));
     }
     return set;
+}
+
+std::optional<FingerprintSet> loadUjiValidationSet(const std::string& sharedDir) {
+    std::ifstream csv(sharedDir + kValidationSet);
+    if (!csv) return std::nullopt;
+    return convertUjiIndoorLoc(csv);
 }
 
 }  // namespace fingerprints

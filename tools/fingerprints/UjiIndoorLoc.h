@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <istream>
 #include <optional>
+#include <string>
 
 #include "FingerprintSet.h"
 
@@ -19,5 +20,9 @@ struct UjiOptions {
 // ground-truth place are the building and floor. Level 100 (not heard)
 // becomes 0. Nothing when the header lacks a needed column.
 [[nodiscard]] std::optional<FingerprintSet> convertUjiIndoorLoc(std::istream& csv, const UjiOptions& options = {});
+
+// The validation set under the shared data folder, converted; nothing when
+// it is not there.
+[[nodiscard]] std::optional<FingerprintSet> loadUjiValidationSet(const std::string& sharedDir);
 
 }  // namespace fingerprints
