@@ -16,27 +16,33 @@ namespace {
 
 // Fingerprint of the given records. The running sum is an int, truncated
 // after every addition; a BSSID heard in no more than weightParam of the
-// records is 0.0.
-BatchFp weightAverage(const std::vector<const Record*>& members, const std::vector<std::string>& bssids,
-                      int batch, const Param& param) {
+// records is 0.0. The records are walked once, each BSSID's sum kept in
+// record order.
+BatchFp weightAverage(const std::vector<const Record*>& members, LevelReader& levels, int batch,
+                      const Param& param) {
     BatchFp fp{batch, {}};
     try {
-        if (bssids.empty()) return fp;
-        fp.second.reserve(bssids.size());
-        const int n = static_cast<int>(members.size());
-        for (const std::string& name : bssids) {
-            int sum = 0;
-            int heard = 0;
-            for (const Record* record : members) {
-                const float v = valueOf(*record, name);
+        const size_t width = levels.size();
+        if (width == 0) return fp;
+        std::vector<int> sums(width, 0);
+        std::vector<int> heard(width, 0);
+        for (const Record* record : members) {
+            const auto row = levels.row(record->bssidValues);
+            for (size_t k = 0; k < width; ++k) {
+                const float v = row[k];
                 if (v == 0.0f) continue;
-                ++heard;
-                sum = truncToInt(static_cast<float>(sum) + v);
+                ++heard[k];
+                sums[k] = truncToInt(static_cast<float>(sums[k]) + v);
             }
+        }
+        const int n = static_cast<int>(members.size());
+        fp.second.reserve(width);
+        for (size_t k = 0; k < width; ++k) {
             // With no records the ratio is 0/0, which is not below the weight.
             const bool rare =
-                n > 0 && static_cast<float>(heard) / static_cast<float>(n) <= param.weightParam;
-            fp.second.push_back(rare ? 0.0f : static_cast<float>(sum) / static_cast<float>(std::max(heard, 1)));
+                n > 0 && static_cast<float>(heard[k]) / static_cast<float>(n) <= param.weightParam;
+            fp.second.push_back(rare ? 0.0f
+                                     : static_cast<float>(sums[k]) / static_cast<float>(std::max(heard[k], 1)));
         }
     } catch (const std::exception& e) {
         // Reported under the batch clustering's name.
@@ -47,9 +53,10 @@ BatchFp weightAverage(const std::vector<const Record*>& members, const std::vect
     return fp;
 }
 
-bool anyNonZero(const std::vector<Record>& records, const std::string& bssid) {
+// Whether name k of the reader has a non-zero level in some record.
+bool anyNonZero(const std::vector<Record>& records, LevelReader& levels, size_t k) {
     for (const Record& record : records) {
-        if (valueOf(record, bssid) != 0.0f) return true;
+        if (levels.row(record.bssidValues)[k] != 0.0f) return true;
     }
     return false;
 }
@@ -69,7 +76,8 @@ BatchFp computeWeightAverage(DataSet& dataSet, int batch, Param param) {
         reportUnknownException();
         return {batch, {}};
     }
-    return weightAverage(members, dataSet.bssids, batch, param);
+    LevelReader levels(dataSet.bssids);
+    return weightAverage(members, levels, batch, param);
 }
 
 void batchClustering(DataSet& dataSet, Param param) {
@@ -79,10 +87,11 @@ void batchClustering(DataSet& dataSet, Param param) {
         std::map<int32_t, std::vector<const Record*>> byBatch;
         for (const Record& record : dataSet.records) byBatch[record.batch].push_back(&record);
         static const std::vector<const Record*> kNoRecords;
+        LevelReader levels(dataSet.bssids);
         for (int32_t batch : dataSet.batchSet) {
             const auto it = byBatch.find(batch);
             const auto& members = it == byBatch.end() ? kNoRecords : it->second;
-            dataSet.batchClusters.push_back(weightAverage(members, dataSet.bssids, batch, param));
+            dataSet.batchClusters.push_back(weightAverage(members, levels, batch, param));
         }
 
         NonRecDFSTraverseResutl groups = graphClustering(dataSet, param);
@@ -102,7 +111,9 @@ void batchClustering(DataSet& dataSet, Param param) {
 }
 
 bool checkZeroBssidCol(std::vector<Record> records, std::string bssid) {
-    return anyNonZero(records, bssid);
+    const std::vector<std::string> names{std::move(bssid)};
+    LevelReader levels(names);
+    return anyNonZero(records, levels, 0);
 }
 
 void clusterFilter(DataSet& dataSet, Param param) {
@@ -125,10 +136,13 @@ void clusterFilter(DataSet& dataSet, Param param) {
                   records.end());
     for (Record& record : records) record.prelabel = newLabel[record.prelabel];
 
-    auto& bssids = dataSet.bssids;
-    bssids.erase(std::remove_if(bssids.begin(), bssids.end(),
-                                [&](const std::string& name) { return !anyNonZero(records, name); }),
-                 bssids.end());
+    // The zero test reads the records by reference: they are not changed by it.
+    const std::vector<std::string> names = std::move(dataSet.bssids);
+    LevelReader levels(names);
+    dataSet.bssids.clear();
+    for (size_t col = 0; col < names.size(); ++col) {
+        if (anyNonZero(records, levels, col)) dataSet.bssids.push_back(names[col]);
+    }
 }
 
 }  // namespace wmpcore

@@ -11,15 +11,17 @@ namespace wmpcore {
 
 namespace {
 
-// The shared bodies below take their inputs by reference; the by-value
-// functions of the interface wrap them, so the stages avoid copying whole
-// records while giving the same results and log lines.
+// The shared bodies below take their inputs by reference and read levels
+// through a LevelReader; the by-value functions of the interface wrap them,
+// so the stages neither copy records nor look names up per record while
+// giving the same results and log lines.
 
-bool hasSignal(const Record& record, const std::vector<std::string>& bssidLst) {
+bool hasSignal(const Record& record, LevelReader& bssidLst) {
     WMP_LOGI("isNonZeroRecord begin,bssidLst.length = %d", static_cast<int>(bssidLst.size()));
     try {
-        for (const std::string& bssid : bssidLst) {
-            if (valueOf(record, bssid) != 0.0f) return true;
+        const auto levels = bssidLst.row(record.bssidValues);
+        for (size_t k = 0; k < bssidLst.size(); ++k) {
+            if (levels[k] != 0.0f) return true;
         }
     } catch (const std::exception& e) {
         reportException("isNonZeroRecord", e);
@@ -29,13 +31,14 @@ bool hasSignal(const Record& record, const std::vector<std::string>& bssidLst) {
     return false;
 }
 
-float sampleDeviation(const std::set<float>& values, int n) {
+// Over an ascending run of values, as a std::set<float> holds them.
+float sampleDeviation(const float* begin, const float* end, int n) {
     if (n < 2) return 0.0f;
     float sum = 0.0f;
-    for (float v : values) sum += v;
+    for (const float* v = begin; v != end; ++v) sum += *v;
     const float mean = sum / static_cast<float>(n);
     float ss = 0.0f;
-    for (float v : values) ss += (v - mean) * (v - mean);
+    for (const float* v = begin; v != end; ++v) ss += (*v - mean) * (*v - mean);
     return std::sqrt(ss / static_cast<float>(n - 1));
 }
 
@@ -46,33 +49,34 @@ float meanOf(const std::vector<float>& values) {
     return sum / static_cast<float>(values.size());
 }
 
+// The non-zero levels of one column, kept between columns so that their
+// buffers are allocated once.
+struct ColumnScratch {
+    std::vector<float> nonZero;
+    std::vector<float> distinct;
+};
+
 // Statistics of one column, or nothing when it is too often missing or too
 // rarely strong to be a candidate.
 bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& name, int recordNum,
-                      int missLimit, BssidStat& stat) {
-    static const std::vector<float> kNoValues;
-    const auto listIt = dataSet.bssidValueLists.find(name);
-    const std::vector<float>& values = listIt == dataSet.bssidValueLists.end() ? kNoValues : listIt->second;
-
-    int zeroCnt = 0;
+                      int missLimit, ColumnScratch& scratch, BssidStat& stat) {
+    int listed = 0;
     int freq = 0;
     int strongCnt = 0;
-    std::set<float> distinct;
-    std::vector<float> nonZero;
+    scratch.nonZero.clear();
     const float threshold = static_cast<float>(param.threshold);
-    for (int j = 0; j < recordNum; ++j) {
-        // A short row left no value here: not heard.
-        const size_t pos = static_cast<size_t>(j);
-        const float v = pos < values.size() ? values[pos] : 0.0f;
-        if (v == 0.0f) {
-            ++zeroCnt;
-            continue;
+    dataSet.bssidValueLists.forEachLevel(name, [&](float v) {
+        if (listed >= recordNum) return false;
+        ++listed;
+        if (v != 0.0f) {
+            scratch.nonZero.push_back(v);
+            ++freq;
+            if (strongCnt <= param.minBssidCount && threshold < v) ++strongCnt;
         }
-        distinct.insert(v);
-        nonZero.push_back(v);
-        ++freq;
-        if (strongCnt <= param.minBssidCount && threshold < v) ++strongCnt;
-    }
+        return true;
+    });
+    // Records past the end of a short list left no value: not heard.
+    const int zeroCnt = std::max(recordNum, 0) - freq;
 
     // The batch bookkeeping reads position recordNum of `batches` for every
     // silent record, not the record's own; that position only exists once
@@ -88,9 +92,17 @@ bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& n
     stat.freq = freq;
     stat.sampleRatio = recordNum > 0 ? static_cast<float>(freq) / static_cast<float>(recordNum)
                                      : std::numeric_limits<float>::quiet_NaN();
+    stat.meanRssi = meanOf(scratch.nonZero);
+    // The distinct levels, ascending. A NaN level makes the mean NaN, which
+    // fails the selection whatever the rest says, and has no order to sort by.
+    auto& distinct = scratch.distinct;
+    distinct = scratch.nonZero;
+    if (std::none_of(distinct.begin(), distinct.end(), [](float v) { return std::isnan(v); })) {
+        std::sort(distinct.begin(), distinct.end());
+        distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+    }
     stat.distinctValueNum = static_cast<int32_t>(distinct.size());
-    stat.stdev = sampleDeviation(distinct, stat.distinctValueNum);
-    stat.meanRssi = meanOf(nonZero);
+    stat.stdev = sampleDeviation(distinct.data(), distinct.data() + distinct.size(), stat.distinctValueNum);
     return true;
 }
 
@@ -117,14 +129,16 @@ const Record& asRecord(const Record* record) {
     return *record;
 }
 
-// Over records or record addresses alike, so neither caller builds a copy.
+// Whether name k of the reader is heard in every record of rds with a mean
+// above lowerBound; over records or record addresses alike, so neither
+// caller builds a copy.
 template <typename Records>
-bool heardAboveBoundInAll(const Records& rds, const std::string& bssid, const Param& param) {
+bool heardAboveBoundInAll(const Records& rds, LevelReader& names, size_t k, const Param& param) {
     if (rds.empty()) return false;
     float sum = 0.0f;
     try {
         for (const auto& record : rds) {
-            const float v = valueOf(asRecord(record), bssid);
+            const float v = names.row(asRecord(record).bssidValues)[k];
             if (v == 0.0f) return false;
             sum += v;
         }
@@ -139,11 +153,13 @@ bool heardAboveBoundInAll(const Records& rds, const std::string& bssid, const Pa
 }  // namespace
 
 bool isNonZeroRecord(Record record, std::vector<std::string> bssidLst) {
-    return hasSignal(record, bssidLst);
+    LevelReader levels(bssidLst);
+    return hasSignal(record, levels);
 }
 
 float deviation(std::set<float> values, int n) {
-    return sampleDeviation(values, n);
+    const std::vector<float> ascending(values.begin(), values.end());
+    return sampleDeviation(ascending.data(), ascending.data() + ascending.size(), n);
 }
 
 BssidStat computeBssidStat(std::vector<float> values, BssidStat stat, Param /*param*/) {
@@ -166,7 +182,9 @@ std::vector<Record> getRdsByBatch(DataSet& dataSet, int batch) {
 }
 
 bool checkRdsBssid(std::vector<Record>& rds, std::string& bssid, Param& param) {
-    return heardAboveBoundInAll(rds, bssid, param);
+    const std::vector<std::string> names{bssid};
+    LevelReader levels(names);
+    return heardAboveBoundInAll(rds, levels, 0, param);
 }
 
 std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordNum, int bssidNum) {
@@ -178,11 +196,12 @@ std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordN
             const int missLimit =
                 static_cast<int>((1.0f - param.maxZeroRatio) * static_cast<float>(recordNum));
             std::map<std::string, BssidStat> candidates;
+            ColumnScratch scratch;
             const int available = std::min(bssidNum, static_cast<int>(dataSet.bssids.size()));
             for (int i = 0; i < available; ++i) {
                 const std::string& name = dataSet.bssids[static_cast<size_t>(i)];
                 BssidStat stat;
-                if (collectBssidStat(dataSet, param, name, recordNum, missLimit, stat)) {
+                if (collectBssidStat(dataSet, param, name, recordNum, missLimit, scratch, stat)) {
                     candidates[name] = std::move(stat);
                 }
             }
@@ -220,22 +239,27 @@ std::vector<std::string> filterBssids(DataSet& dataSet, int recordNum, Param par
         std::map<int32_t, int> silentCount;
         std::set<int32_t> served;
         const size_t available = std::min(static_cast<size_t>(std::max(recordNum, 0)), dataSet.records.size());
-        for (size_t r = 0; r < available; ++r) {
-            const Record& record = dataSet.records[r];
-            if (!hasSignal(record, newBssidLst)) {
-                ++silentCount[record.batch];
-            } else {
-                served.insert(record.batch);
+        {
+            LevelReader selectedLevels(newBssidLst);
+            for (size_t r = 0; r < available; ++r) {
+                const Record& record = dataSet.records[r];
+                if (!hasSignal(record, selectedLevels)) {
+                    ++silentCount[record.batch];
+                } else {
+                    served.insert(record.batch);
+                }
             }
         }
 
+        LevelReader droppedLevels(dropped);
         for (const auto& [batch, count] : silentCount) {
             if (count <= param.reprMinOcc) continue;
             const std::vector<const Record*> rds = recordsOfBatch(dataSet, batch);
-            for (std::string& name : dropped) {
+            for (size_t k = 0; k < dropped.size(); ++k) {
+                std::string& name = dropped[k];
                 if (name.empty()) continue;
                 const std::set<int32_t>& heardIn = dataSet.bssidBatches[name];
-                if (heardIn.count(batch) != 0 && heardAboveBoundInAll(rds, name, param)) {
+                if (heardIn.count(batch) != 0 && heardAboveBoundInAll(rds, droppedLevels, k, param)) {
                     newBssidLst.push_back(name);
                     // Cleared so that no BSSID is re-admitted twice.
                     name.clear();
@@ -263,11 +287,15 @@ void getNewDataSet(DataSet& dataSet, int recordNum, int newBssidNum, Param /*par
 
         int32_t lastBatch = -1;
         int32_t newBatch = 0;
-        std::vector<Record> newRecords;
         const size_t available = std::min(static_cast<size_t>(std::max(recordNum, 0)), dataSet.records.size());
+        std::vector<Record> newRecords;
+        newRecords.reserve(available);
+        auto table = std::make_shared<LevelTable>(newBssids);
+        table->reserveRows(available);
+        LevelReader kept(newBssids);
         for (size_t i = 0; i < available; ++i) {
             const Record& old = dataSet.records[i];
-            if (!hasSignal(old, newBssids)) continue;
+            if (!hasSignal(old, kept)) continue;
             // Renumbered 1, 2, 3, ... in order of appearance.
             if (old.batch != lastBatch) {
                 ++newBatch;
@@ -280,7 +308,12 @@ void getNewDataSet(DataSet& dataSet, int recordNum, int newBssidNum, Param /*par
             record.label = old.label;
             record.timestamp = old.timestamp;
             record.link_speed = old.link_speed;
-            for (const std::string& name : newBssids) record.bssidValues.emplace(name, valueOf(old, name));
+            // Exactly the new BSSIDs, each with the old level (0 when it had none).
+            const auto levels = kept.row(old.bssidValues);
+            const uint32_t row = table->addRow();
+            for (size_t k = 0; k < kept.size(); ++k) table->set(static_cast<uint32_t>(k), levels[k]);
+            table->finishRow();
+            record.bssidValues = BssidLevels(table, row);
             if (newBatch == 32) writeStdoutLine("*********");
             dataSet.timestamps.push_back(record.timestamp);
             dataSet.labels.push_back(record.label);
@@ -290,13 +323,8 @@ void getNewDataSet(DataSet& dataSet, int recordNum, int newBssidNum, Param /*par
         }
 
         dataSet.records = std::move(newRecords);
-        std::map<std::string, std::vector<float>> keptLists;
-        for (const std::string& name : newBssids) {
-            const auto it = dataSet.bssidValueLists.find(name);
-            if (it != dataSet.bssidValueLists.end()) keptLists.emplace(name, std::move(it->second));
-        }
+        dataSet.bssidValueLists.keepOnly(newBssids);
         dataSet.bssids = std::move(newBssids);
-        dataSet.bssidValueLists = std::move(keptLists);
     } catch (const std::exception& e) {
         reportException("getNewDataSet", e);
     } catch (...) {

@@ -20,6 +20,7 @@ std::string Cluster::getStrResult() {
             text.push_back(',');
         }
         text.append(kLabelColumn);
+        LevelReader levels(bssids);
         for (Record& record : records) {
             // The first column is the batch number the caller supplied.
             appendInt(text, record.orginBatch);
@@ -27,12 +28,15 @@ std::string Cluster::getStrResult() {
             text.append(record.label).push_back(',');
             text.append(record.timestamp).push_back(',');
             text.append(record.link_speed).push_back(',');
-            for (const std::string& name : bssids) {
-                appendFloat(text, record.bssidValues.try_emplace(name, 0.0f).first->second);
+            const auto row = levels.row(record.bssidValues);
+            for (size_t k = 0; k < levels.size(); ++k) {
+                appendFloat(text, row[k]);
                 text.push_back(',');
             }
             appendInt(text, record.prelabel);
             text.push_back(';');
+            // A BSSID the record lacks was written as 0 and is added to it.
+            levels.addMissing(record.bssidValues);
         }
     } catch (const std::exception& e) {
         reportException("getStrResult", e);

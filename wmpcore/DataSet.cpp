@@ -1,5 +1,8 @@
 #include "DataSet.h"
 
+#include <cstring>
+#include <memory>
+
 #include "WmpReport.h"
 #include "WmpText.h"
 
@@ -7,7 +10,7 @@ namespace wmpcore {
 
 namespace {
 
-constexpr char kFieldSeparator[] = ",";
+constexpr char kFieldSeparator = ',';
 constexpr char kFixedHeader[] = "orginBatch,batch,label,timestamp,link_speed,";
 constexpr int kUnset = -1;
 
@@ -44,81 +47,94 @@ Columns locateColumns(const std::vector<std::string>& header, std::vector<std::s
     return cols;
 }
 
-// The per-BSSID indexes, gathered while the rows are read and handed to the
-// data set only once every row is done. The pointer tables map a BSSID
-// position to its entry (created on first use), so the hot loop does no
-// name lookups.
-class BssidIndexes {
+// The batches in which each BSSID is heard, gathered while the rows are read
+// and handed to the data set only once every row is done. The pointer table
+// maps a BSSID column to its set (created on first use), so the hot loop
+// does no name lookups.
+class BatchSets {
 public:
-    explicit BssidIndexes(const std::vector<std::string>& bssids)
-        : mBssids(bssids),
-          mLists(bssids.size(), nullptr),
-          mBatchSets(bssids.size(), nullptr),
-          mLastBatch(bssids.size(), 0) {}
+    explicit BatchSets(const std::vector<std::string>& bssids)
+        : mBssids(bssids), mSets(bssids.size(), nullptr), mLastBatch(bssids.size(), 0) {}
 
-    void add(size_t k, float value, int32_t batch) {
-        if (mLists[k] == nullptr) mLists[k] = &mValueLists[mBssids[k]];
-        mLists[k]->push_back(value);
-        if (value == 0.0f) return;
+    void add(size_t k, int32_t batch) {
         // Consecutive rows mostly share a batch: skip the set when it already has it.
-        if (mBatchSets[k] == nullptr) {
-            mBatchSets[k] = &mBssidBatches[mBssids[k]];
+        if (mSets[k] == nullptr) {
+            mSets[k] = &mBssidBatches[mBssids[k]];
         } else if (mLastBatch[k] == batch) {
             return;
         }
-        mBatchSets[k]->insert(batch);
+        mSets[k]->insert(batch);
         mLastBatch[k] = batch;
     }
 
-    void moveInto(DataSet& dataSet) {
-        dataSet.bssidValueLists = std::move(mValueLists);
-        dataSet.bssidBatches = std::move(mBssidBatches);
-    }
+    void moveInto(DataSet& dataSet) { dataSet.bssidBatches = std::move(mBssidBatches); }
 
 private:
     const std::vector<std::string>& mBssids;
-    std::map<std::string, std::vector<float>> mValueLists;
     std::map<std::string, std::set<int32_t>> mBssidBatches;
-    std::vector<std::vector<float>*> mLists;
-    std::vector<std::set<int32_t>*> mBatchSets;
+    std::vector<std::set<int32_t>*> mSets;
     std::vector<int32_t> mLastBatch;
 };
 
-Record parseRecord(std::vector<std::string>& fields, const Columns& cols,
-                   const std::vector<std::string>& bssids, BssidIndexes& indexes) {
+// Hands the fields split2 would give for `row` to onField(index, text)
+// without building them: each is NUL-terminated where it lies (the row is
+// ours to change), so the C conversions read it in place.
+template <typename OnField>
+void forEachField(std::string& row, OnField&& onField) {
+    char* const data = row.data();
+    const size_t size = row.size();
+    size_t pos = 0;
+    int index = 0;
+    while (pos < size) {
+        if (data[pos] == kFieldSeparator) {
+            ++pos;
+            continue;
+        }
+        const void* found = std::memchr(data + pos, kFieldSeparator, size - pos);
+        const size_t end = found != nullptr ? static_cast<size_t>(static_cast<const char*>(found) - data) : size;
+        data[end] = '\0';
+        onField(index++, data + pos, end - pos);
+        pos = end + 1;
+    }
+}
+
+// One data row into a record and a row of the level table.
+Record parseRecord(std::string& row, const Columns& cols, LevelTable& table, BatchSets& batchSets) {
     Record record;
-    const int bssidNum = static_cast<int>(bssids.size());
-    for (size_t f = 0; f < fields.size(); ++f) {
-        const int i = static_cast<int>(f);
+    const int bssidNum = static_cast<int>(table.width());
+    table.addRow();
+    forEachField(row, [&](int i, const char* field, size_t length) {
         if (i == cols.batch) {
-            record.batch = parseInt(fields[f]);
+            record.batch = parseInt(field);
         } else if (i == cols.label) {
-            record.label = std::move(fields[f]);
+            record.label.assign(field, length);
         } else if (i == cols.timestamp) {
-            record.timestamp = std::move(fields[f]);
+            record.timestamp.assign(field, length);
         } else if (i == cols.linkSpeed) {
-            record.link_speed = std::move(fields[f]);
+            record.link_speed.assign(field, length);
         } else if (i == cols.orginBatch) {
-            record.orginBatch = parseInt(fields[f]);
+            record.orginBatch = parseInt(field);
         } else {
             // BSSID values are placed by position from the first BSSID column.
             const int k = i - cols.firstBssid;
-            if (k < 0 || k >= bssidNum) continue;
-            const float value = parseFloat(fields[f]);
-            // The first value of a repeated name wins in the record.
-            // Headers are usually sorted, so the end is the right place to look first.
-            record.bssidValues.emplace_hint(record.bssidValues.end(), bssids[static_cast<size_t>(k)], value);
-            indexes.add(static_cast<size_t>(k), value, record.batch);
+            if (k < 0 || k >= bssidNum) return;
+            const float value = parseFloat(field);
+            table.set(static_cast<uint32_t>(k), value);
+            if (value != 0.0f) batchSets.add(static_cast<size_t>(k), record.batch);
         }
-    }
+    });
+    table.finishRow();
     return record;
+}
+
+bool hasFields(const std::string& row) {
+    return row.find_first_not_of(kFieldSeparator) != std::string::npos;
 }
 
 }  // namespace
 
 float valueOf(const Record& record, const std::string& bssid) {
-    const auto it = record.bssidValues.find(bssid);
-    return it == record.bssidValues.end() ? 0.0f : it->second;
+    return record.bssidValues.valueOf(bssid);
 }
 
 DataSet getDataSet(std::vector<std::string> rawFingers, Param /*param*/) {
@@ -126,23 +142,32 @@ DataSet getDataSet(std::vector<std::string> rawFingers, Param /*param*/) {
     DataSet dataSet;
     if (rawFingers.size() < 2) return dataSet;
     try {
-        dataSet.header = split2(rawFingers[0], kFieldSeparator);
+        dataSet.header = split2(rawFingers[0], std::string(1, kFieldSeparator));
         const Columns cols = locateColumns(dataSet.header, dataSet.bssids);
-        BssidIndexes indexes(dataSet.bssids);
-        dataSet.records.reserve(rawFingers.size() - 1);
+        auto table = std::make_shared<LevelTable>(dataSet.bssids);
+        BatchSets batchSets(dataSet.bssids);
+        const size_t rowCount = rawFingers.size() - 1;
+        table->reserveRows(rowCount);
+        dataSet.records.reserve(rowCount);
+        dataSet.batches.reserve(rowCount);
+        dataSet.labels.reserve(rowCount);
+        dataSet.linkSpeeds.reserve(rowCount);
+        dataSet.timestamps.reserve(rowCount);
         for (size_t r = 1; r < rawFingers.size(); ++r) {
-            auto fields = split2(rawFingers[r], kFieldSeparator);
-            if (fields.empty()) continue;
-            Record record = parseRecord(fields, cols, dataSet.bssids, indexes);
+            std::string& row = rawFingers[r];
+            if (!hasFields(row)) continue;
+            Record record = parseRecord(row, cols, *table, batchSets);
+            record.bssidValues = BssidLevels(table, static_cast<uint32_t>(table->rowCount() - 1));
             dataSet.batches.push_back(record.batch);
             dataSet.labels.push_back(record.label);
             dataSet.linkSpeeds.push_back(record.link_speed);
             dataSet.timestamps.push_back(record.timestamp);
             dataSet.records.push_back(std::move(record));
             // The row text is no longer needed; free it as the table grows.
-            std::string().swap(rawFingers[r]);
+            std::string().swap(row);
         }
-        indexes.moveInto(dataSet);
+        batchSets.moveInto(dataSet);
+        dataSet.bssidValueLists = ColumnLists(std::move(table));
     } catch (const std::exception& e) {
         reportException("getDataSet", e);
     } catch (...) {
@@ -176,6 +201,7 @@ std::string DataSet::getString() {
             text.push_back(',');
         }
         text.push_back(';');
+        LevelReader levels(bssids);
         for (Record& record : records) {
             appendInt(text, record.orginBatch);
             text.push_back(',');
@@ -184,12 +210,14 @@ std::string DataSet::getString() {
             text.append(record.label).push_back(',');
             text.append(record.timestamp).push_back(',');
             text.append(record.link_speed).push_back(',');
-            for (const std::string& name : bssids) {
-                // A BSSID the record lacks is written as 0 and added to it.
-                appendFloat(text, record.bssidValues.try_emplace(name, 0.0f).first->second);
+            const auto row = levels.row(record.bssidValues);
+            for (size_t k = 0; k < levels.size(); ++k) {
+                appendFloat(text, row[k]);
                 text.push_back(',');
             }
             text.back() = ';';
+            // A BSSID the record lacks was written as 0 and is added to it.
+            levels.addMissing(record.bssidValues);
         }
         writeStdoutLine("WmpCore:getStrResult: ");
     } catch (const std::exception& e) {

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "BssidLevels.h"
+#include "ColumnLists.h"
 #include "WmpParam.h"
 
 namespace wmpcore {
@@ -18,7 +20,8 @@ struct Record {
     std::string label;
     std::string timestamp;
     std::string link_speed;
-    std::map<std::string, float> bssidValues;
+    // BSSID name -> level, as a row of the data set's level table.
+    BssidLevels bssidValues;
     // Cluster label given by batch clustering.
     int32_t prelabel = 0;
 };
@@ -43,7 +46,8 @@ public:
     std::vector<int32_t> batches;
     std::set<int32_t> batchSet;
     std::vector<BatchFp> batchClusters;
-    std::map<std::string, std::vector<float>> bssidValueLists;
+    // BSSID name -> its level in every row, a view of the rows' level table.
+    ColumnLists bssidValueLists;
     std::map<std::string, std::set<int32_t>> bssidBatches;
     std::map<int32_t, int32_t> clusterMap;
 };

@@ -87,13 +87,13 @@ float strToFloat(const std::string& s) {
     return f;
 }
 
-int parseInt(const std::string& s) {
+int parseInt(const char* s) {
     // atoi is strtol narrowed to int, without atoi's undefined overflow.
-    return static_cast<int>(std::strtol(s.c_str(), nullptr, 10));
+    return static_cast<int>(std::strtol(s, nullptr, 10));
 }
 
-float parseFloat(const std::string& s) {
-    return static_cast<float>(std::strtod(s.c_str(), nullptr));
+float parseFloat(const char* s) {
+    return static_cast<float>(std::strtod(s, nullptr));
 }
 
 int truncToInt(float f) {

@@ -23,8 +23,10 @@ void appendFloat(std::string& out, float f);
 void appendInt(std::string& out, int i);
 
 // C conversions of the core: atoi and atof (narrowed to float).
-[[nodiscard]] int parseInt(const std::string& s);
-[[nodiscard]] float parseFloat(const std::string& s);
+[[nodiscard]] int parseInt(const char* s);
+[[nodiscard]] float parseFloat(const char* s);
+[[nodiscard]] inline int parseInt(const std::string& s) { return parseInt(s.c_str()); }
+[[nodiscard]] inline float parseFloat(const std::string& s) { return parseFloat(s.c_str()); }
 
 // Float to int truncation toward zero that saturates at the int range and
 // maps NaN to 0, as the device's conversion instruction does; plain casts of

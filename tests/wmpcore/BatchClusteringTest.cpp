@@ -13,7 +13,7 @@ DataSet build(std::vector<std::string> rows) {
 Record labelled(int32_t prelabel, std::map<std::string, float> values) {
     Record r;
     r.prelabel = prelabel;
-    r.bssidValues = std::move(values);
+    r.bssidValues = BssidLevels(values);
     return r;
 }
 

@@ -31,7 +31,7 @@ TEST(DataSetText, FixedHeaderNoBssidsAndTheWriterAddingMissingKeys) {
 
 TEST(DataSetBuild, ColumnsZeroLevelsAndRowsOfAnyShape) {
     DataSet ds = build({"batch,b1,b2", "7,0.0,-60", "8,-55,0"});
-    EXPECT_EQ(ds.bssidValueLists["b1"], (std::vector<float>{0.0f, -55.0f}));  // kept, but not heard
+    EXPECT_EQ(ds.bssidValueLists.list("b1"), (std::vector<float>{0.0f, -55.0f}));  // kept, but not heard
     EXPECT_EQ(ds.bssidBatches["b1"], (std::set<int32_t>{8}));
     EXPECT_EQ(ds.bssidBatches["b2"], (std::set<int32_t>{7}));
     EXPECT_EQ(ds.batches, (std::vector<int32_t>{7, 8}));
@@ -41,14 +41,14 @@ TEST(DataSetBuild, ColumnsZeroLevelsAndRowsOfAnyShape) {
     EXPECT_EQ(early.records[0].batch, 6);
     // Values are placed by position from the first BSSID column.
     DataSet placed = build({"b1,label,b2,b3", "1,L,2,3"});
-    EXPECT_EQ(placed.records[0].bssidValues, (std::map<std::string, float>{{"b1", 1.0f}, {"b3", 2.0f}}));
+    EXPECT_EQ(placed.records[0].bssidValues.toMap(), (std::map<std::string, float>{{"b1", 1.0f}, {"b3", 2.0f}}));
     EXPECT_EQ(placed.records[0].label, "L");
 
     DataSet odd = build({"batch,label,b1,b1", "1,A,-40,-41,-42,-43", "", ",,,", "2,B", "x,C,1e40,nan"});
     ASSERT_EQ(odd.records.size(), 3U);
     // Extra fields are dropped; the first value of a repeated name wins.
-    EXPECT_EQ(odd.records[0].bssidValues.at("b1"), -40.0f);
-    EXPECT_EQ(odd.bssidValueLists["b1"].size(), 4U);
+    EXPECT_EQ(odd.records[0].bssidValues.valueOf("b1"), -40.0f);
+    EXPECT_EQ(odd.bssidValueLists.list("b1").size(), 4U);
     EXPECT_TRUE(odd.records[1].bssidValues.empty());
     EXPECT_EQ(odd.records[2].batch, 0);
     EXPECT_EQ(odd.labels, (std::vector<std::string>{"A", "B", "C"}));

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "LevelTable.h"
+
+namespace wmpcore {
+
+// For each BSSID name, every level its columns received while the rows were
+// read, in row order (a name heading two columns gets both, row by row): a
+// view of the rows' LevelTable, which it keeps alive.
+class ColumnLists {
+public:
+    ColumnLists() = default;
+    // The lists of every name of the table.
+    explicit ColumnLists(std::shared_ptr<const LevelTable> table);
+
+    [[nodiscard]] size_t size() const { return mKept.size(); }
+    [[nodiscard]] size_t count(const std::string& name) const { return find(name) != LevelTable::kNone ? 1 : 0; }
+    // The list of `name`; empty when there is none.
+    [[nodiscard]] std::vector<float> list(const std::string& name) const;
+    // Calls visit(level) for the levels of `name`, in order, while it returns true.
+    template <typename Visit>
+    void forEachLevel(const std::string& name, Visit&& visit) const;
+    // Keeps the lists of these names only.
+    void keepOnly(const std::vector<std::string>& names);
+
+private:
+    [[nodiscard]] uint32_t find(const std::string& name) const;
+
+    std::shared_ptr<const LevelTable> mTable;
+    // Numbers of the names whose lists are kept, ascending.
+    std::vector<uint32_t> mKept;
+};
+
+template <typename Visit>
+void ColumnLists::forEachLevel(const std::string& name, Visit&& visit) const {
+    const uint32_t id = find(name);
+    if (id == LevelTable::kNone) return;
+    const LevelTable& table = *mTable;
+    const auto rows = static_cast<uint32_t>(table.rowCount());
+    for (uint32_t r = 0; r < rows; ++r) {
+        for (const uint32_t* col = table.columnsBegin(id); col != table.columnsEnd(id); ++col) {
+            if (table.received(r, *col) && !visit(table.row(r)[*col])) return;
+        }
+    }
+}
+
+}  // namespace wmpcore
