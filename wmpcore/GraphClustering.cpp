@@ -30,20 +30,19 @@ std::vector<int> nonZeroIndices(const std::vector<float>& levels) {
     return indices;
 }
 
-void sharedIndices(const std::vector<int>& a, const std::vector<int>& b, std::vector<int>& out) {
-    out.clear();
-    std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(out));
+// Square of a level difference truncated toward zero, taken in 64 bits and
+// held at INT_MAX so that absurd levels can never wrap into a join.
+int64_t squaredDifference(float a, float b) {
+    const int64_t diff = truncToInt(a - b);
+    return std::min<int64_t>(diff * diff, INT_MAX);
 }
 
-// Largest squared level difference over the shared access points, each
-// difference truncated toward zero first. Squares are taken in 64 bits and
-// held at INT_MAX so that absurd levels can never wrap into a join.
+// Largest squared level difference over the shared access points.
 int maxSquaredDifference(const std::vector<float>& a, const std::vector<float>& b, const std::vector<int>& share) {
     int64_t largest = 0;
     for (int k : share) {
         const auto pos = static_cast<size_t>(k);
-        const int64_t diff = truncToInt(a.at(pos) - b.at(pos));
-        largest = std::max(largest, std::min<int64_t>(diff * diff, INT_MAX));
+        largest = std::max(largest, squaredDifference(a.at(pos), b.at(pos)));
     }
     return static_cast<int>(largest);
 }
@@ -134,17 +133,13 @@ void pruneGroupByCells(CharMatrix& mat, const std::vector<uint32_t>& members, co
     }
 }
 
-// The same test on a square 0/1 sub-matrix, with rows as bit sets: the
-// links between the neighbourhoods are popcounts of row intersections.
+constexpr size_t kWordBits = 64;
+
+// Rows of bit sets of one width.
 class BitRows {
 public:
-    explicit BitRows(const CharMatrix& sub) : mWords((sub.size() + 63) / 64), mBits(sub.size() * mWords, 0) {
-        for (size_t i = 0; i < sub.size(); ++i) {
-            for (size_t j = 0; j < sub[i].size(); ++j) {
-                if (sub[i][j] != 0) mBits[i * mWords + j / 64] |= uint64_t{1} << (j % 64);
-            }
-        }
-    }
+    BitRows(size_t rows, size_t width) : mWords((width + kWordBits - 1) / kWordBits), mBits(rows * mWords, 0) {}
+    void set(size_t i, size_t k) { mBits[i * mWords + k / kWordBits] |= uint64_t{1} << (k % kWordBits); }
     [[nodiscard]] size_t words() const { return mWords; }
     [[nodiscard]] const uint64_t* row(size_t i) const { return &mBits[i * mWords]; }
 
@@ -152,6 +147,12 @@ private:
     size_t mWords;
     std::vector<uint64_t> mBits;
 };
+
+// Calls f(k) for every bit k set in word w of a bit set.
+template <typename F>
+void forEachBit(uint64_t word, size_t w, F&& f) {
+    for (uint64_t rest = word; rest != 0; rest &= rest - 1) f(w * kWordBits + static_cast<size_t>(__builtin_ctzll(rest)));
+}
 
 bool isSquareBinary(const CharMatrix& sub, size_t k) {
     if (sub.size() != k) return false;
@@ -168,9 +169,16 @@ size_t popcount(uint64_t w) {
     return static_cast<size_t>(__builtin_popcountll(w));
 }
 
+// The rectangle test on a square 0/1 sub-matrix, with rows as bit sets: the
+// links between the neighbourhoods are popcounts of row intersections.
 void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
     const size_t k = members.size();
-    const BitRows bits(sub);
+    BitRows bits(k, k);
+    for (size_t i = 0; i < k; ++i) {
+        for (size_t j = 0; j < k; ++j) {
+            if (sub[i][j] != 0) bits.set(i, j);
+        }
+    }
     const size_t words = bits.words();
     std::vector<uint64_t> np(words);
     std::vector<uint64_t> nq(words);
@@ -184,8 +192,8 @@ void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, con
                 nq[w] = bits.row(q)[w];
             }
             for (size_t self : {p, q}) {
-                np[self / 64] &= ~(uint64_t{1} << (self % 64));
-                nq[self / 64] &= ~(uint64_t{1} << (self % 64));
+                np[self / kWordBits] &= ~(uint64_t{1} << (self % kWordBits));
+                nq[self / kWordBits] &= ~(uint64_t{1} << (self % kWordBits));
             }
             for (size_t w = 0; w < words; ++w) {
                 npCount += popcount(np[w]);
@@ -193,36 +201,57 @@ void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, con
             }
             int links = 0;
             for (size_t w = 0; w < words; ++w) {
-                for (uint64_t rest = np[w]; rest != 0; rest &= rest - 1) {
-                    const size_t i = w * 64 + static_cast<size_t>(__builtin_ctzll(rest));
+                forEachBit(np[w], w, [&](size_t i) {
                     const uint64_t* row = bits.row(i);
                     for (size_t x = 0; x < words; ++x) links += static_cast<int>(popcount(row[x] & nq[x]));
-                }
+                });
             }
             if (weaklySupported(links, npCount, nqCount, strength)) clearJoin(mat, members[p], members[q]);
         }
     }
 }
 
+// Whether batches i and j hear enough access points in common (bit sets of
+// the access points each hears, and their sizes), at levels close enough on
+// every one of them.
+bool joins(const std::vector<BatchFp>& fps, const BitRows& heard, const std::vector<size_t>& heardCount, size_t i,
+           size_t j, const Param& param) {
+    const uint64_t* a = heard.row(i);
+    const uint64_t* b = heard.row(j);
+    size_t shared = 0;
+    for (size_t w = 0; w < heard.words(); ++w) shared += popcount(a[w] & b[w]);
+    const float ti = param.shareRatioParam * static_cast<float>(heardCount[i]);
+    const float tj = param.shareRatioParam * static_cast<float>(heardCount[j]);
+    if (static_cast<float>(shared) <= std::max(ti, tj)) return false;
+    int64_t largest = 0;
+    for (size_t w = 0; w < heard.words(); ++w) {
+        forEachBit(a[w] & b[w], w, [&](size_t k) {
+            largest = std::max(largest, squaredDifference(fps[i].second[k], fps[j].second[k]));
+        });
+    }
+    return largest < param.maxDist;
+}
+
 // Builds the similarity graph of the batch fingerprints into `work`.
 void buildGraph(const std::vector<BatchFp>& fps, const Param& param, MatrixEx& work) {
     const size_t n = fps.size();
-    std::vector<std::vector<int>> heard;
-    heard.reserve(n);
-    for (const BatchFp& fp : fps) heard.push_back(nonZeroIndices(fp.second));
-    std::vector<int> share;
+    size_t width = 0;
+    for (const BatchFp& fp : fps) width = std::max(width, fp.second.size());
+    BitRows heard(n, width);
+    std::vector<size_t> heardCount(n, 0);
+    for (size_t i = 0; i < n; ++i) {
+        const std::vector<float>& levels = fps[i].second;
+        for (size_t k = 0; k < levels.size(); ++k) {
+            if (levels[k] == 0.0f) continue;
+            heard.set(i, k);
+            ++heardCount[i];
+        }
+    }
     for (size_t i = 0; i < n; ++i) {
         char* rowI = work.row(static_cast<uint32_t>(i));
         rowI[i] = kJoined;
         for (size_t j = i + 1; j < n; ++j) {
-            sharedIndices(heard[i], heard[j], share);
-            const float ti = param.shareRatioParam * static_cast<float>(heard[i].size());
-            const float tj = param.shareRatioParam * static_cast<float>(heard[j].size());
-            const float t = std::max(ti, tj);
-            char joined = 0;
-            if (static_cast<float>(share.size()) > t) {
-                joined = maxSquaredDifference(fps[i].second, fps[j].second, share) < param.maxDist ? kJoined : 0;
-            }
+            const char joined = joins(fps, heard, heardCount, i, j, param) ? kJoined : 0;
             rowI[j] = joined;
             work.row(static_cast<uint32_t>(j))[i] = joined;
         }
