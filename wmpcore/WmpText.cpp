@@ -15,6 +15,8 @@ namespace {
 // Default stream precision: the shorter of fixed and scientific, six digits.
 constexpr int kFloatDigits = 6;
 constexpr size_t kNumberBufSize = 64;
+// Six digits print whole numbers below this in full, without an exponent.
+constexpr float kWholeNumberLimit = 1e6f;
 }  // namespace
 
 std::vector<std::string> split2(const std::string& s, const std::string& separators) {
@@ -40,6 +42,15 @@ std::vector<std::string> split2(const std::string& s, const std::string& separat
 void appendFloat(std::string& out, float f) {
     // Same characters as inserting the float into a classic-locale stream
     // (printf "%g" with six digits), without the cost of a stream per value.
+    // Most levels are whole numbers of fewer than seven digits, which "%g"
+    // writes as the integer (negative zero aside): they take the integer path.
+    if (f > -kWholeNumberLimit && f < kWholeNumberLimit) {
+        const int whole = static_cast<int>(f);
+        if (static_cast<float>(whole) == f && (whole != 0 || !std::signbit(f))) {
+            appendInt(out, whole);
+            return;
+        }
+    }
     char buf[kNumberBufSize];
     const auto res = std::to_chars(buf, buf + sizeof(buf), f, std::chars_format::general, kFloatDigits);
     out.append(buf, res.ptr);

@@ -35,10 +35,15 @@ TEST(Split2, SeparatorRunsCollapseAndNoTokenIsEmpty) {
 }
 
 TEST(NumberText, FloatTextMatchesTheClassicStreamForAnyBitPattern) {
-    EXPECT_EQ(floatTostr(0.3f), "0.3");
-    EXPECT_EQ(floatTostr(100.0f), "100");
-    EXPECT_EQ(floatTostr(1234567.0f), "1.23457e+06");
-    EXPECT_EQ(floatTostr(-61.5f), "-61.5");
+    const struct { float value; const char* text; } cases[] = {
+        {0.3f, "0.3"},        {100.0f, "100"},       {1234567.0f, "1.23457e+06"}, {-61.5f, "-61.5"},
+        {-0.0f, "-0"},        {999999.0f, "999999"}, {-999999.0f, "-999999"},     {1e6f, "1e+06"},
+        {123456.5f, "123456"}, {1e-4f, "0.0001"},    {1e-5f, "1e-05"},            {1e-45f, "1.4013e-45"},
+        {INFINITY, "inf"},    {-INFINITY, "-inf"},   {NAN, "nan"},                {-NAN, "-nan"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(floatTostr(c.value), c.text);
+        EXPECT_EQ(streamWord(c.value), c.text);
+    }
     std::mt19937 rng(7);
     for (int i = 0; i < 200000; ++i) {
         const uint32_t bits = rng();
@@ -46,6 +51,9 @@ TEST(NumberText, FloatTextMatchesTheClassicStreamForAnyBitPattern) {
         std::memcpy(&f, &bits, sizeof(f));
         ASSERT_EQ(floatTostr(f), streamWord(f)) << bits;
         const auto n = static_cast<int>(bits);
+        // Whole numbers on both sides of the six-digit limit.
+        const auto whole = static_cast<float>(n % 2000000);
+        ASSERT_EQ(floatTostr(whole), streamWord(whole)) << n;
         ASSERT_EQ(int2str(n), streamWord(n));
         ASSERT_EQ(IntToStr(n), streamWord(n));
     }
