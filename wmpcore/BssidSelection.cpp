@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <map>
 
@@ -49,34 +50,96 @@ float meanOf(const std::vector<float>& values) {
     return sum / static_cast<float>(values.size());
 }
 
-// The non-zero levels of one column, kept between columns so that their
-// buffers are allocated once.
-struct ColumnScratch {
-    std::vector<float> nonZero;
-    std::vector<float> distinct;
+// The distinct non-zero levels of a column. They are told apart by their
+// bits, which for levels other than NaN and zero is telling them apart by
+// value; zero is never held, so its bits mark an empty slot.
+class DistinctLevels {
+public:
+    void insert(float level) {
+        if (2 * (mCount + 1) > mSlots.size()) grow();
+        if (place(bitsOf(level))) ++mCount;
+    }
+    [[nodiscard]] std::vector<float> ascending() const {
+        std::vector<float> levels;
+        levels.reserve(mCount);
+        for (uint32_t bits : mSlots) {
+            if (bits != kEmpty) levels.push_back(levelOf(bits));
+        }
+        std::sort(levels.begin(), levels.end());
+        return levels;
+    }
+
+private:
+    static constexpr uint32_t kEmpty = 0;
+    static constexpr uint32_t kHashFactor = 0x9E3779B1U;
+    static constexpr uint32_t kBits = 32;
+    static constexpr uint32_t kFirstShift = 4;
+
+    static uint32_t bitsOf(float level) {
+        uint32_t bits = 0;
+        std::memcpy(&bits, &level, sizeof(bits));
+        return bits;
+    }
+    static float levelOf(uint32_t bits) {
+        float level = 0.0f;
+        std::memcpy(&level, &bits, sizeof(level));
+        return level;
+    }
+    // Open addressing over a power-of-two table; true when `bits` was new.
+    // The slot comes from the product's high bits: whole-number levels have
+    // their low bits all zero.
+    bool place(uint32_t bits) {
+        const size_t mask = mSlots.size() - 1;
+        for (size_t i = (bits * kHashFactor) >> (kBits - mShift);; i = (i + 1) & mask) {
+            if (mSlots[i] == bits) return false;
+            if (mSlots[i] == kEmpty) {
+                mSlots[i] = bits;
+                return true;
+            }
+        }
+    }
+    void grow() {
+        mShift = mSlots.empty() ? kFirstShift : mShift + 1;
+        std::vector<uint32_t> old(size_t{1} << mShift, kEmpty);
+        old.swap(mSlots);
+        for (uint32_t bits : old) {
+            if (bits != kEmpty) place(bits);
+        }
+    }
+
+    std::vector<uint32_t> mSlots;
+    uint32_t mShift = 0;
+    size_t mCount = 0;
 };
 
-// Statistics of one column, or nothing when it is too often missing or too
-// rarely strong to be a candidate.
-bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& name, int recordNum,
-                      int missLimit, ColumnScratch& scratch, BssidStat& stat) {
+// What the first recordNum levels of one column's list hold.
+struct ColumnCounts {
     int listed = 0;
     int freq = 0;
     int strongCnt = 0;
-    scratch.nonZero.clear();
-    const float threshold = static_cast<float>(param.threshold);
-    dataSet.bssidValueLists.forEachLevel(name, [&](float v) {
-        if (listed >= recordNum) return false;
-        ++listed;
-        if (v != 0.0f) {
-            scratch.nonZero.push_back(v);
-            ++freq;
-            if (strongCnt <= param.minBssidCount && threshold < v) ++strongCnt;
-        }
-        return true;
-    });
+    // Of the non-zero levels, in list order, as the mean adds them.
+    float sum = 0.0f;
+    DistinctLevels distinct;
+};
+
+void countLevel(ColumnCounts& counts, float v, int recordNum, const Param& param) {
+    if (counts.listed >= recordNum) return;
+    ++counts.listed;
+    if (v == 0.0f) return;
+    counts.sum += v;
+    ++counts.freq;
+    if (counts.strongCnt <= param.minBssidCount && static_cast<float>(param.threshold) < v) ++counts.strongCnt;
+    // A NaN level makes the mean NaN, which fails the selection whatever the
+    // rest says; it has no place among ordered levels.
+    if (!std::isnan(v)) counts.distinct.insert(v);
+}
+
+// Statistics of one column from its counts, or nothing when it is too often
+// missing or too rarely strong to be a candidate.
+bool bssidStatOf(DataSet& dataSet, const Param& param, const std::string& name, int recordNum, int missLimit,
+                 const ColumnCounts& counts, BssidStat& stat) {
     // Records past the end of a short list left no value: not heard.
-    const int zeroCnt = std::max(recordNum, 0) - freq;
+    const int zeroCnt = std::max(recordNum, 0) - counts.freq;
 
     // The batch bookkeeping reads position recordNum of `batches` for every
     // silent record, not the record's own; that position only exists once
@@ -87,23 +150,35 @@ bool collectBssidStat(DataSet& dataSet, const Param& param, const std::string& n
         if (batchesIt != dataSet.bssidBatches.end()) batchesIt->second.erase(dataSet.batches[quirkPos]);
     }
 
-    if (zeroCnt > missLimit || strongCnt <= param.minBssidCount) return false;
+    if (zeroCnt > missLimit || counts.strongCnt <= param.minBssidCount) return false;
     stat.bssid = name;
-    stat.freq = freq;
-    stat.sampleRatio = recordNum > 0 ? static_cast<float>(freq) / static_cast<float>(recordNum)
+    stat.freq = counts.freq;
+    stat.sampleRatio = recordNum > 0 ? static_cast<float>(counts.freq) / static_cast<float>(recordNum)
                                      : std::numeric_limits<float>::quiet_NaN();
-    stat.meanRssi = meanOf(scratch.nonZero);
-    // The distinct levels, ascending. A NaN level makes the mean NaN, which
-    // fails the selection whatever the rest says, and has no order to sort by.
-    auto& distinct = scratch.distinct;
-    distinct = scratch.nonZero;
-    if (std::none_of(distinct.begin(), distinct.end(), [](float v) { return std::isnan(v); })) {
-        std::sort(distinct.begin(), distinct.end());
-        distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-    }
+    stat.meanRssi = counts.freq > 0 ? counts.sum / static_cast<float>(counts.freq) : 0.0f;
+    const std::vector<float> distinct = counts.distinct.ascending();
     stat.distinctValueNum = static_cast<int32_t>(distinct.size());
     stat.stdev = sampleDeviation(distinct.data(), distinct.data() + distinct.size(), stat.distinctValueNum);
     return true;
+}
+
+// The candidates among the first `available` columns, by name (a repeated
+// name keeps its last statistics). The rows are walked once for all of them.
+std::map<std::string, BssidStat> candidatesOf(DataSet& dataSet, const Param& param, int recordNum, int missLimit,
+                                              size_t available) {
+    const auto begin = dataSet.bssids.begin();
+    const std::vector<std::string> names(begin, begin + static_cast<std::ptrdiff_t>(available));
+    std::vector<ColumnCounts> counts(names.size());
+    dataSet.bssidValueLists.forEachLevel(names,
+                                         [&](size_t k, float v) { countLevel(counts[k], v, recordNum, param); });
+    std::map<std::string, BssidStat> candidates;
+    for (size_t k = 0; k < names.size(); ++k) {
+        BssidStat stat;
+        if (bssidStatOf(dataSet, param, names[k], recordNum, missLimit, counts[k], stat)) {
+            candidates[names[k]] = std::move(stat);
+        }
+    }
+    return candidates;
 }
 
 // The records of one batch, by address; the same selection as getRdsByBatch
@@ -195,16 +270,9 @@ std::vector<std::string> getNewBssids(DataSet& dataSet, Param param, int recordN
             // In single precision: 1 - 0.2f is then exactly 0.8f, so 10 records allow 8 gaps.
             const int missLimit =
                 static_cast<int>((1.0f - param.maxZeroRatio) * static_cast<float>(recordNum));
-            std::map<std::string, BssidStat> candidates;
-            ColumnScratch scratch;
-            const int available = std::min(bssidNum, static_cast<int>(dataSet.bssids.size()));
-            for (int i = 0; i < available; ++i) {
-                const std::string& name = dataSet.bssids[static_cast<size_t>(i)];
-                BssidStat stat;
-                if (collectBssidStat(dataSet, param, name, recordNum, missLimit, scratch, stat)) {
-                    candidates[name] = std::move(stat);
-                }
-            }
+            const int columns = std::min(bssidNum, static_cast<int>(dataSet.bssids.size()));
+            const std::map<std::string, BssidStat> candidates =
+                candidatesOf(dataSet, param, recordNum, missLimit, static_cast<size_t>(std::max(columns, 0)));
             for (const std::string& name : dataSet.bssids) {
                 const auto it = candidates.find(name);
                 if (it == candidates.end()) continue;

@@ -18,10 +18,7 @@ uint32_t ColumnLists::find(const std::string& name) const {
 
 std::vector<float> ColumnLists::list(const std::string& name) const {
     std::vector<float> levels;
-    forEachLevel(name, [&levels](float level) {
-        levels.push_back(level);
-        return true;
-    });
+    forEachLevel({name}, [&levels](size_t /*k*/, float level) { levels.push_back(level); });
     return levels;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LevelTable.h"
@@ -22,9 +23,10 @@ public:
     [[nodiscard]] size_t count(const std::string& name) const { return find(name) != LevelTable::kNone ? 1 : 0; }
     // The list of `name`; empty when there is none.
     [[nodiscard]] std::vector<float> list(const std::string& name) const;
-    // Calls visit(level) for the levels of `name`, in order, while it returns true.
+    // Calls visit(k, level) for the levels of every names[k], each name's in
+    // order. The rows are walked once for all the names, in memory order.
     template <typename Visit>
-    void forEachLevel(const std::string& name, Visit&& visit) const;
+    void forEachLevel(const std::vector<std::string>& names, Visit&& visit) const;
     // Keeps the lists of these names only.
     void keepOnly(const std::vector<std::string>& names);
 
@@ -37,14 +39,23 @@ private:
 };
 
 template <typename Visit>
-void ColumnLists::forEachLevel(const std::string& name, Visit&& visit) const {
-    const uint32_t id = find(name);
-    if (id == LevelTable::kNone) return;
+void ColumnLists::forEachLevel(const std::vector<std::string>& names, Visit&& visit) const {
+    // (k, column) for every column of every listed name, in the order a row gives them.
+    std::vector<std::pair<size_t, uint32_t>> cols;
+    for (size_t k = 0; k < names.size(); ++k) {
+        const uint32_t id = find(names[k]);
+        if (id == LevelTable::kNone) continue;
+        for (const uint32_t* col = mTable->columnsBegin(id); col != mTable->columnsEnd(id); ++col) {
+            cols.emplace_back(k, *col);
+        }
+    }
+    if (cols.empty()) return;
     const LevelTable& table = *mTable;
     const auto rows = static_cast<uint32_t>(table.rowCount());
     for (uint32_t r = 0; r < rows; ++r) {
-        for (const uint32_t* col = table.columnsBegin(id); col != table.columnsEnd(id); ++col) {
-            if (table.received(r, *col) && !visit(table.row(r)[*col])) return;
+        const float* cells = table.row(r);
+        for (const auto& [k, col] : cols) {
+            if (table.received(r, col)) visit(k, cells[col]);
         }
     }
 }

@@ -63,7 +63,8 @@ public:
         } else if (mLastBatch[k] == batch) {
             return;
         }
-        mSets[k]->insert(batch);
+        // Batches mostly come in ascending order: try the end first.
+        mSets[k]->emplace_hint(mSets[k]->end(), batch);
         mLastBatch[k] = batch;
     }
 
