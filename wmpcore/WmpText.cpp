@@ -3,6 +3,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <locale>
 #include <sstream>
@@ -17,6 +18,8 @@ constexpr int kFloatDigits = 6;
 constexpr size_t kNumberBufSize = 64;
 // Six digits print whole numbers below this in full, without an exponent.
 constexpr float kWholeNumberLimit = 1e6f;
+// Decimal digits that always make an integer a double holds exactly.
+constexpr int kExactDigits = 15;
 }  // namespace
 
 std::vector<std::string> split2(const std::string& s, const std::string& separators) {
@@ -104,6 +107,18 @@ int parseInt(const char* s) {
 }
 
 float parseFloat(const char* s) {
+    // Most levels are short integers: read exactly, they give the double
+    // strtod would, without its general machinery.
+    const char* digit = *s == '-' ? s + 1 : s;
+    uint64_t magnitude = 0;
+    int digits = 0;
+    for (; *digit >= '0' && *digit <= '9' && digits < kExactDigits; ++digit, ++digits) {
+        magnitude = magnitude * 10 + static_cast<uint64_t>(*digit - '0');
+    }
+    if (digits > 0 && *digit == '\0') {
+        const auto value = static_cast<double>(magnitude);
+        return static_cast<float>(*s == '-' ? -value : value);
+    }
     return static_cast<float>(std::strtod(s, nullptr));
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <locale>
 #include <random>
@@ -71,6 +72,13 @@ TEST(NumberText, ParsingAndOutOfRangeValuesStayDefined) {
     EXPECT_EQ(truncToInt(std::nanf("")), 0);
     EXPECT_EQ(parseInt("12abc"), 12);
     EXPECT_EQ(parseInt("x"), 0);
+    // atof narrowed to float, to the bit, whatever the shape of the text.
+    for (const char* text : {"-67", "0", "-0", "123456789012345", "-1234567890123456789", "16777217", "12abc", "",
+                             "-", "-61.7", " -50", "+7", "0x10", "1e40", "-nan"}) {
+        const auto expected = static_cast<float>(std::strtod(text, nullptr));
+        const float actual = parseFloat(text);
+        EXPECT_EQ(std::memcmp(&expected, &actual, sizeof(float)), 0) << text;
+    }
 }
 
 TEST(ParamParsing, DocumentedEntries) {
