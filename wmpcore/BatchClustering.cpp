@@ -61,6 +61,22 @@ bool anyNonZero(const std::vector<Record>& records, LevelReader& levels, size_t 
     return false;
 }
 
+// The same for every name of the reader at once, walking each record once.
+std::vector<bool> nonZeroColumns(const std::vector<Record>& records, LevelReader& levels) {
+    std::vector<bool> heard(levels.size(), false);
+    size_t silent = levels.size();
+    for (const Record& record : records) {
+        if (silent == 0) break;
+        const auto row = levels.row(record.bssidValues);
+        for (size_t k = 0; k < levels.size(); ++k) {
+            if (heard[k] || row[k] == 0.0f) continue;
+            heard[k] = true;
+            --silent;
+        }
+    }
+    return heard;
+}
+
 }  // namespace
 
 BatchFp computeWeightAverage(DataSet& dataSet, int batch, Param param) {
@@ -139,9 +155,10 @@ void clusterFilter(DataSet& dataSet, Param param) {
     // The zero test reads the records by reference: they are not changed by it.
     const std::vector<std::string> names = std::move(dataSet.bssids);
     LevelReader levels(names);
+    const std::vector<bool> heard = nonZeroColumns(records, levels);
     dataSet.bssids.clear();
     for (size_t col = 0; col < names.size(); ++col) {
-        if (anyNonZero(records, levels, col)) dataSet.bssids.push_back(names[col]);
+        if (heard[col]) dataSet.bssids.push_back(names[col]);
     }
 }
 

@@ -64,9 +64,14 @@ void LevelTable::finishRow() {
                                              [&](uint32_t col) { return received(r, col); });
         if (later != columnsEnd(id)) mRowCells[first] = mRowCells[*later];
     }
-    size_t filled = 0;
-    for (size_t w = 0; w < mWords; ++w) filled += static_cast<size_t>(__builtin_popcountll(mRowReceived[w]));
-    mComplete[r] = filled == width() ? 1 : 0;
+    // Complete when every word is full, the last one up to the width.
+    bool complete = true;
+    for (size_t w = 0; w < mWords && complete; ++w) {
+        const size_t bits = std::min<size_t>(kBits, width() - w * kBits);
+        const uint64_t full = bits == kBits ? ~uint64_t{0} : (uint64_t{1} << bits) - 1;
+        complete = mRowReceived[w] == full;
+    }
+    mComplete[r] = complete ? 1 : 0;
 }
 
 uint32_t LevelTable::nameId(const std::string& name) const {
