@@ -141,7 +141,7 @@ public:
     BitRows(size_t rows, size_t width) : mWords((width + kWordBits - 1) / kWordBits), mBits(rows * mWords, 0) {}
     void set(size_t i, size_t k) { mBits[i * mWords + k / kWordBits] |= uint64_t{1} << (k % kWordBits); }
     [[nodiscard]] size_t words() const { return mWords; }
-    [[nodiscard]] const uint64_t* row(size_t i) const { return &mBits[i * mWords]; }
+    [[nodiscard]] const uint64_t* row(size_t i) const { return mBits.data() + i * mWords; }
 
 private:
     size_t mWords;
