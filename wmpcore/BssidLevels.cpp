@@ -8,6 +8,7 @@ BssidLevels::BssidLevels(const std::map<std::string, float>& levels)
     : mTable(std::make_shared<const LevelTable>(levels)) {}
 
 bool BssidLevels::has(uint32_t id) const {
+    if (!mTable || id >= mTable->nameCount()) return false;
     return mTable->has(mRow, id) || std::binary_search(mAdded.begin(), mAdded.end(), id);
 }
 
@@ -41,7 +42,7 @@ std::map<std::string, float> BssidLevels::toMap() const {
 }
 
 void BssidLevels::addMissing(uint32_t id) {
-    if (has(id)) return;
+    if (!mTable || id >= mTable->nameCount() || has(id)) return;
     mAdded.insert(std::upper_bound(mAdded.begin(), mAdded.end(), id), id);
 }
 
