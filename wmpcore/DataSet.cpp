@@ -193,7 +193,7 @@ void reSetDataSet(DataSet& dataSet, Param /*param*/) {
 }
 
 std::string DataSet::getString() {
-    __android_log_print(ANDROID_LOG_INFO, kDataSetTag, "getStrResult begin");
+    WMP_LOGI_AS(kDataSetTag, "getStrResult begin");
     std::string text;
     try {
         text.append(kFixedHeader);

@@ -47,7 +47,7 @@ const KeySetter kKeySetters[] = {
 }  // namespace
 
 Param getParamByArr(std::vector<std::string> vecParams) {
-    __android_log_print(ANDROID_LOG_INFO, kParamTag, "vecParams size = %d",
+    WMP_LOGI_AS(kParamTag, "vecParams size = %d",
                         static_cast<int>(vecParams.size()));
     Param param;
     for (const auto& entry : vecParams) {

@@ -27,7 +27,7 @@ void writeStdoutLine(const char* text) {
 void reportException(const char* stage, const std::exception& e) {
     const char* what = e.what();
     writeStdoutPieces({"WmpCore:", stage, ": ", what});
-    __android_log_print(ANDROID_LOG_INFO, kExceptionTag, "%s  : %s ", stage, what);
+    WMP_LOGI_AS(kExceptionTag, "%s  : %s ", stage, what);
 }
 
 void reportUnknownException() {

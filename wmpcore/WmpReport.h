@@ -23,4 +23,6 @@ void writeStdoutLine(const char* text);
 
 }  // namespace wmpcore
 
-#define WMP_LOGI(...) __android_log_print(ANDROID_LOG_INFO, ::wmpcore::kTag, __VA_ARGS__)
+// Every line of the core is INFO; a few stages log under their own tag.
+#define WMP_LOGI_AS(tag, ...) ((void)__android_log_print(ANDROID_LOG_INFO, tag, __VA_ARGS__))
+#define WMP_LOGI(...) WMP_LOGI_AS(::wmpcore::kTag, __VA_ARGS__)
