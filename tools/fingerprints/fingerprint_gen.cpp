@@ -2,8 +2,11 @@
 // clustering model against their ground truth; the Java simulator drives it.
 //
 //   fingerprint_gen synth --out ROWS --truth TRUTH [--rows N --bssids M --batches K --seed S]
-//   fingerprint_gen uji CSV --out ROWS --truth TRUTH
+//   fingerprint_gen uji CSV --out ROWS --truth TRUTH [--scans SCANS]
 //   fingerprint_gen score --truth TRUTH --model MODEL [--scans N]
+//
+// Exit code 2 for a bad command line or a malformed CSV (one line on stderr,
+// "fingerprint_gen: CSV:LINE:COLUMN: what"), 1 for any other failure.
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +14,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <variant>
 
 #include "ClusterQuality.h"
 #include "SyntheticBuilding.h"
@@ -19,6 +23,9 @@
 namespace {
 
 using Options = std::map<std::string, std::string>;
+
+constexpr int kFailed = 1;
+constexpr int kBadInput = 2;
 
 Options parseOptions(int argc, char** argv, int first, std::string& positional) {
     Options options;
@@ -40,17 +47,41 @@ int intOption(const Options& options, const char* name, int fallback) {
 
 int usage() {
     std::fputs("usage: fingerprint_gen synth|uji|score ... (see the source header)\n", stderr);
-    return 2;
+    return kBadInput;
 }
 
 int writeSet(const fingerprints::FingerprintSet& set, const Options& options) {
     if (!options.count("out") || !options.count("truth")) return usage();
     if (!writeRows(set, options.at("out")) || !writeTruth(set, options.at("truth"))) {
         std::fputs("fingerprint_gen: cannot write the output files\n", stderr);
-        return 1;
+        return kFailed;
     }
     std::printf("%zu scans in %zu batches\n", set.scanCount(), set.placeOfBatch.size());
     return 0;
+}
+
+// Nothing is written unless the whole file converts.
+int convertUji(const std::string& path, const Options& options) {
+    if (!options.count("out") || !options.count("truth")) return usage();
+    const auto cannotRead = [&path] {
+        std::fprintf(stderr, "fingerprint_gen: cannot read %s\n", path.c_str());
+        return kFailed;
+    };
+    std::ifstream csv(path);
+    if (!csv) return cannotRead();
+    const auto converted = fingerprints::convertUjiIndoorLoc(csv);
+    if (csv.bad()) return cannotRead();
+    if (const auto* problem = std::get_if<fingerprints::CsvProblem>(&converted)) {
+        std::fprintf(stderr, "fingerprint_gen: %s:%zu:%zu: %s\n", path.c_str(), problem->line, problem->column,
+                     problem->what.c_str());
+        return kBadInput;
+    }
+    const auto& uji = std::get<fingerprints::UjiSet>(converted);
+    if (options.count("scans") && !fingerprints::writeScans(uji.scans, options.at("scans"))) {
+        std::fputs("fingerprint_gen: cannot write the scans file\n", stderr);
+        return kFailed;
+    }
+    return writeSet(uji.fingerprints, options);
 }
 
 }  // namespace
@@ -69,21 +100,13 @@ int main(int argc, char** argv) {
         spec.seed = static_cast<uint32_t>(intOption(options, "seed", static_cast<int>(spec.seed)));
         return writeSet(fingerprints::generateBuilding(spec), options);
     }
-    if (command == "uji") {
-        std::ifstream csv(positional);
-        const auto set = fingerprints::convertUjiIndoorLoc(csv);
-        if (!set) {
-            std::fprintf(stderr, "fingerprint_gen: %s is not a UJIIndoorLoc file\n", positional.c_str());
-            return 1;
-        }
-        return writeSet(*set, options);
-    }
+    if (command == "uji") return convertUji(positional, options);
     if (command == "score") {
         std::map<int32_t, int32_t> placeOfBatch;
         if (!options.count("truth") || !options.count("model")) return usage();
         if (!fingerprints::readTruth(options.at("truth"), placeOfBatch)) {
             std::fputs("fingerprint_gen: cannot read the truth file\n", stderr);
-            return 1;
+            return kFailed;
         }
         std::ifstream in(options.at("model"));
         std::stringstream model;
