@@ -101,6 +101,8 @@ class SimulatorReportTest {
     @Test
     void badInputGivesOneLineAndNoReport() throws Exception {
         Path bad = Files.writeString(dir.resolve("bad.csv"), "in_pkts,out_pkts,in_bytes,out_bytes\n1,2,3,4\n5,x,7,8\n");
+        Path badUji = Files.writeString(dir.resolve("bad-uji.csv"), "WAP001,WAP002,LONGITUDE,LATITUDE,FLOOR,"
+                + "BUILDINGID,PHONEID,TIMESTAMP\n-50,100,1,2,0,0,1,10\n-50,101,1,2,0,0,1,20\n");
         String trace = EXAMPLES.resolve("video-call.csv").toString();
         String[][] cases = {
             {"no such file", "stall", "--scene", "100106", "--trace", dir.resolve("missing.csv").toString()},
@@ -109,6 +111,7 @@ class SimulatorReportTest {
             {"short-video.csv:1:1: expected column 'in_pkts'", "stall", "--scene", "100105", "--trace",
                 EXAMPLES.resolve("short-video.csv").toString()},
             {"unknown parameter 'nClusterz=3'", "cluster", "--rows", trace, "--param", "nClusterz=3"},
+            {badUji + ":3:2: WAP002 '101' is not a whole number", "cluster", "--uji", badUji.toString()},
             {"unknown option '--tracee'", "stall", "--scene", "100106", "--tracee", trace},
             {"is not a report folder", "--report", dir.toString()},  // holds other files: never replaced
         };

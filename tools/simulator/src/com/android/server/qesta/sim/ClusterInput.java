@@ -5,7 +5,6 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
-import java.util.Comparator;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
@@ -21,10 +20,6 @@ final class ClusterInput {
     record Scan(int batch, double x, double y, String place) {}
 
     private static final String[] FIXED = {"orginBatch", "batch", "label", "timestamp", "link_speed"};
-    private static final String NOT_HEARD = "100";  // UJIIndoorLoc's level of an access point not heard
-    private static final long MAX_GAP_S = 300;  // a longer pause of a phone starts a new batch
-    private static final long LEVEL_MIN = -200;
-    private static final long LEVEL_MAX = 100;
 
     final String source;
     final String[] rows;
@@ -52,67 +47,32 @@ final class ClusterInput {
     }
 
     /**
-     * A UJIIndoorLoc export: one batch per run of scans of one phone on one
-     * floor of one building, in time order; access points not heard read 0.
+     * A UJIIndoorLoc export, converted and checked by fingerprint_gen: one
+     * batch per run of scans of one phone on one floor of one building, in
+     * time order; access points not heard read 0. A batch's true place is the
+     * building and floor its scans name ("b0f1").
      */
-    static ClusterInput uji(Path path) {
-        CsvFile csv = CsvFile.read(path);
-        List<Integer> waps = new ArrayList<>();
-        for (int i = 0; i < csv.header.length; i++) {
-            if (csv.header[i].startsWith("WAP")) {
-                waps.add(i);
+    static ClusterInput uji(Path path) throws IOException, InterruptedException {
+        Path dir = Files.createTempDirectory("uji");
+        try {
+            Path rows = dir.resolve("rows.txt");
+            Path scans = dir.resolve("scans.txt");
+            // The truth file numbers the places; the scans name them as the report shows them.
+            FingerprintGen.run("uji", path.toString(), "--out", rows.toString(), "--truth",
+                    dir.resolve("truth.txt").toString(), "--scans", scans.toString());
+            List<Scan> scanList = new ArrayList<>();
+            Map<Integer, String> placeOfBatch = new HashMap<>();
+            for (String line : Files.readAllLines(scans, StandardCharsets.UTF_8)) {
+                String[] f = line.split(" ");
+                Scan scan = new Scan(Integer.parseInt(f[0]), Double.parseDouble(f[1]), Double.parseDouble(f[2]), f[3]);
+                scanList.add(scan);
+                placeOfBatch.put(scan.batch(), scan.place());
             }
+            return new ClusterInput(path.toString(),
+                    Files.readAllLines(rows, StandardCharsets.UTF_8).toArray(new String[0]), placeOfBatch, scanList);
+        } finally {
+            Report.deleteTree(dir);
         }
-        if (waps.isEmpty()) {
-            throw SimulatorError.at(path, 1, 1, "no WAP columns: not a UJIIndoorLoc export");
-        }
-        int x = csv.column("LONGITUDE");
-        int y = csv.column("LATITUDE");
-        int floor = csv.column("FLOOR");
-        int building = csv.column("BUILDINGID");
-        int phone = csv.column("PHONEID");
-        int time = csv.column("TIMESTAMP");
-        for (CsvFile.Row row : csv.rows) {
-            for (int column : waps) {
-                csv.integer(row, column, LEVEL_MIN, LEVEL_MAX);
-            }
-            csv.number(row, x);
-            csv.number(row, y);
-            csv.integer(row, floor, 0, Integer.MAX_VALUE);
-            csv.integer(row, building, 0, Integer.MAX_VALUE);
-            csv.integer(row, phone, 0, Integer.MAX_VALUE);
-            csv.integer(row, time, 0, Long.MAX_VALUE);
-        }
-        List<CsvFile.Row> ordered = new ArrayList<>(csv.rows);
-        ordered.sort(Comparator.comparingLong((CsvFile.Row r) -> csv.integer(r, phone, 0, Integer.MAX_VALUE))
-                .thenComparingLong(r -> csv.integer(r, time, 0, Long.MAX_VALUE)));
-
-        StringBuilder header = new StringBuilder(String.join(",", FIXED));
-        for (int column : waps) {
-            header.append(',').append(csv.header[column]);
-        }
-        List<String> rows = new ArrayList<>(List.of(header.toString()));
-        Map<Integer, String> placeOfBatch = new HashMap<>();
-        List<Scan> scans = new ArrayList<>();
-        int batch = 0;
-        String[] previous = null;
-        for (CsvFile.Row row : ordered) {
-            String[] f = row.fields();
-            String place = "b" + f[building].trim() + "f" + f[floor].trim();
-            if (previous == null || !f[phone].equals(previous[phone]) || !f[building].equals(previous[building])
-                    || !f[floor].equals(previous[floor])
-                    || Long.parseLong(f[time].trim()) - Long.parseLong(previous[time].trim()) > MAX_GAP_S) {
-                placeOfBatch.put(++batch, place);
-            }
-            previous = f;
-            StringBuilder line = new StringBuilder(batch + "," + batch + "," + place + "," + f[time].trim() + ",0");
-            for (int column : waps) {
-                line.append(',').append(f[column].trim().equals(NOT_HEARD) ? "0" : f[column].trim());
-            }
-            rows.add(line.toString());
-            scans.add(new Scan(batch, csv.number(row, x), csv.number(row, y), place));
-        }
-        return new ClusterInput(path.toString(), rows.toArray(new String[0]), placeOfBatch, scans);
     }
 
     /** Rows in the library's own format; {@code truth} (or null) gives the place of each orginBatch. */

@@ -3,6 +3,7 @@ package com.android.server.qesta.sim;
 import com.android.server.qesta.ZvQestaJniAdapter;
 import com.android.server.qesta.wavemapping.modelservice.TrainModelService;
 
+import java.io.IOException;
 import java.io.PrintStream;
 import java.util.ArrayList;
 import java.util.Arrays;
@@ -61,7 +62,7 @@ final class ClusterRun {
     }
 
     /** The cluster command: UJIIndoorLoc export or rows file, optional truth and parameters. */
-    static Result command(Options options, PrintStream out) {
+    static Result command(Options options, PrintStream out) throws IOException, InterruptedException {
         if (options.has("--uji") == options.has("--rows")) {
             throw new SimulatorError("give one of --uji FILE or --rows FILE");
         }

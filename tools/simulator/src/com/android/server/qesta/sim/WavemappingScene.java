@@ -2,7 +2,6 @@ package com.android.server.qesta.sim;
 
 import java.io.IOException;
 import java.io.PrintStream;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
@@ -18,8 +17,7 @@ public final class WavemappingScene {
 
     /** The run, or null when fingerprint_gen is not built. */
     public static ClusterRun.Result run(PrintStream out) throws IOException, InterruptedException {
-        String gen = System.getProperty("mqqoe.fingerprintgen", "");
-        if (gen.isEmpty()) {
+        if (!FingerprintGen.built()) {
             out.println("-- fingerprint_gen not built; scene skipped");
             return null;
         }
@@ -28,21 +26,12 @@ public final class WavemappingScene {
             Path rows = dir.resolve("rows.txt");
             Path truth = dir.resolve("truth.txt");
             out.println("-- synthetic building: "
-                    + exec(gen, "synth", "--out", rows.toString(), "--truth", truth.toString()).trim());
+                    + FingerprintGen.run("synth", "--out", rows.toString(), "--truth", truth.toString()));
             ClusterInput input = ClusterInput.rows(rows, truth);
             return ClusterRun.run(new ClusterInput("synthetic building (fingerprint_gen synth)", input), List.of(),
                     out);
         } finally {
             Report.deleteTree(dir);
         }
-    }
-
-    private static String exec(String... command) throws IOException, InterruptedException {
-        Process p = new ProcessBuilder(List.of(command)).redirectErrorStream(true).start();
-        String output = new String(p.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-        if (p.waitFor() != 0) {
-            throw new IOException(command[1] + " failed: " + output.trim());
-        }
-        return output;
     }
 }
