@@ -4,6 +4,7 @@
 #include <LogCapture.h>
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <cstring>
@@ -19,6 +20,8 @@ constexpr int kUid = 10123;
 constexpr int kFamily = genl::kDefaultFamilyId;
 // 4246291 x 3,000,000 wraps to 64 ms in 32-bit arithmetic: a bounded ack wait.
 constexpr int32_t kShortWaitInterval = 4246291;
+constexpr int kReportWaitMs = 5000;
+constexpr int kNoReport = -2;
 using Attrs = std::vector<std::pair<int, Bytes>>;
 
 class HandlerTest : public ::testing::Test {
@@ -44,7 +47,14 @@ protected:
         return found;
     }
 
+    // A collecting handler waits for its report without limit (at a 1000 ms
+    // interval), so the test first waits, bounded, for one to be queued.
     int next(int* result = nullptr, int* out = nullptr, int* in = nullptr) {
+        pollfd queued{handler.socketFd(), POLLIN, 0};
+        if (handler.collecting() && poll(&queued, 1, kReportWaitMs) != 1) {
+            ADD_FAILURE() << "no report queued for the handler";
+            return kNoReport;
+        }
         bool reported = false;
         return handler.getDetectionResult(out, in, result, reported);
     }
