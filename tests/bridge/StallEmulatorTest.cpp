@@ -169,6 +169,10 @@ TEST_F(StallEmulator, VideoCallReportsFrameResultsAndSilenceThenStops) {
     EXPECT_EQ(1, calls[1].value);
     EXPECT_EQ(kReportKindStall, calls[1].kind);
     EXPECT_EQ(scene::kVideoCall, calls[1].scene);
+    // Traffic without a callback: once its bytes show in the totals, the worker
+    // is past its status check and waiting for the next report.
+    ASSERT_TRUE(genl::pushThroughputReport(kUid, 110, 50, 20000, 900));
+    ASSERT_TRUE(waitFor([this] { return session.snapshot().totalIn == 24000; }));
 
     ASSERT_EQ(0, command(kStallCmdStop, scene::kVideoCall));
     // A start refused while the worker is still blocked stores its values all the same.

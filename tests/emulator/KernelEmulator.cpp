@@ -195,14 +195,15 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendto(int fd, const v
     Kernel kernel;
     bool failed = locked([&](State& s) {
         if (takeFault(s.sendFaults, channel->protocol())) return true;
-        s.history[channel->protocol()].push_back(message);
         kernel = s.kernels[channel->protocol()];
         return false;
     });
     if (failed) return -1;
-    // The kernel answers before the waiters see the message, as a real one
-    // would have queued its reply by the time sendto returns.
+    // The kernel answers before the message shows in the history, as a real
+    // one has queued its reply by the time sendto returns: a test that saw
+    // the request and then delivers a report must find it behind the reply.
     if (kernel) kernel(*channel, message);
+    locked([&](State& s) { s.history[channel->protocol()].push_back(message); });
     state().changed.notify_all();
     return static_cast<ssize_t>(len);
 }

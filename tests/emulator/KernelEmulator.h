@@ -40,7 +40,7 @@ private:
 };
 
 // A protocol's kernel: called on the sending thread for every message the
-// library sends on that protocol, after it was recorded.
+// library sends on that protocol, before it is recorded.
 using Kernel = std::function<void(Channel&, const Bytes&)>;
 
 // Forgets history and faults and puts the default kernels back.
