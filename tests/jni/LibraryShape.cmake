@@ -1,0 +1,51 @@
+# The shape of libmqqoe_jni.so as shipped: a 64-bit object for MACHINE that
+# exports JNI_OnLoad and the six clustering entry points only, and needs the
+# five platform libraries of Android.bp and the C/C++ runtime, nothing else.
+# cmake -DREADELF=<readelf> -DLIBRARY=<file> -DMACHINE=<readelf's name> -P LibraryShape.cmake
+function(readelf out option)
+  execute_process(COMMAND ${READELF} -W ${option} ${LIBRARY} OUTPUT_VARIABLE text RESULT_VARIABLE failed)
+  if(failed)
+    message(FATAL_ERROR "${READELF} ${option} ${LIBRARY} failed")
+  endif()
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+readelf(header -h)
+if(NOT header MATCHES "Class: +ELF64\n" OR NOT header MATCHES "Machine: +${MACHINE}\n")
+  string(APPEND failures "not a 64-bit ${MACHINE} object\n")
+endif()
+
+readelf(symbols --dyn-syms)
+# Symbols defined in a section (not UND), of any binding but local.
+string(REGEX MATCHALL "[^\n]+ (GLOBAL|WEAK|UNIQUE) +DEFAULT +([0-9]+|ABS) [^\n]+" defined "${symbols}")
+list(TRANSFORM defined REPLACE ".* " "")
+list(FIND defined JNI_OnLoad onLoad)
+set(entries ${defined})
+list(FILTER entries INCLUDE REGEX "^Java_com_android_server_qesta_")
+list(LENGTH entries entryCount)
+list(REMOVE_ITEM defined JNI_OnLoad ${entries})
+if(onLoad EQUAL -1)
+  string(APPEND failures "does not export JNI_OnLoad\n")
+endif()
+if(NOT entryCount EQUAL 6 OR defined)
+  string(APPEND failures "exports ${entryCount} clustering entry points (six wanted) and also: ${defined}\n")
+endif()
+
+readelf(dynamic -d)
+string(REGEX MATCHALL "\\(NEEDED\\)[^[]+\\[[^]]+" needed "${dynamic}")
+list(TRANSFORM needed REPLACE ".*\\[" "")
+set(platform log utils netd_client veltromanager securec)
+foreach(name IN LISTS platform)
+  list(FILTER needed EXCLUDE REGEX "^lib${name}\\.so")
+  if(NOT dynamic MATCHES "\\[lib${name}\\.so[.0-9]*\\]")
+    string(APPEND failures "does not link lib${name}\n")
+  endif()
+endforeach()
+list(FILTER needed EXCLUDE REGEX "^(libc|libm|libdl|libstdc\\+\\+|libc\\+\\+(_shared)?|libgcc_s|ld-linux-[-a-z0-9_]+)\\.so[.0-9]*$")
+if(needed)
+  string(APPEND failures "needs libraries Android.bp does not link: ${needed}\n")
+endif()
+
+if(failures)
+  message(FATAL_ERROR "${LIBRARY}:\n${failures}")
+endif()
