@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Netlink.h"
+
 namespace mqqoe {
 
 constexpr int kMonitorProtocol = 24;
@@ -23,6 +25,7 @@ constexpr int kMonitorGetQestaInfo = 8;
 // A monitor reply: netlink header and the ten words W0..W9.
 constexpr size_t kMonitorReplyWords = 10;
 constexpr size_t kMonitorReplySize = 56;
+static_assert(kMonitorReplySize == nl::kHeaderSize + kMonitorReplyWords * sizeof(int32_t), "monitor reply layout");
 
 // Policy message types (nlmsg_type on the policy channel).
 constexpr uint16_t kPolicyRegister = 0;

@@ -23,6 +23,9 @@ static_assert(kGenlHeaderSize == 20 && sizeof(genlmsghdr) == 4 && offsetof(genlm
               "generic netlink header layout");
 static_assert(kAttrHeaderSize == 4 && sizeof(nlattr) == 4 && offsetof(nlattr, nla_type) == 2,
               "attribute header layout");
+// Every send goes to (and every socket is bound at) a 12-byte netlink address.
+static_assert(sizeof(sockaddr_nl) == 12 && offsetof(sockaddr_nl, nl_pid) == 4 && offsetof(sockaddr_nl, nl_groups) == 8,
+              "netlink address layout");
 
 constexpr uint16_t kFlagsRequest = NLM_F_REQUEST;                  // 1
 constexpr uint16_t kFlagsRequestAck = NLM_F_REQUEST | NLM_F_ACK;  // 5

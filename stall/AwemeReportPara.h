@@ -19,6 +19,11 @@ struct StallInfoEntry {
     int32_t dur;  // duration in timescale units
 };
 static_assert(sizeof(StallInfoEntry) == korun::kStallInfoEntrySize, "stall info entry layout");
+static_assert(offsetof(StallInfoEntry, loaded_base) == 8 && offsetof(StallInfoEntry, total) == 16 &&
+              offsetof(StallInfoEntry, video) == 24 && offsetof(StallInfoEntry, range_start) == 64 &&
+              offsetof(StallInfoEntry, l_inbytes) == 68 && offsetof(StallInfoEntry, timescale) == 72 &&
+              offsetof(StallInfoEntry, dur) == 76,
+              "stall info entry fields");
 
 struct AwemeReportPara {
     uint32_t detect_index;  // entry under detection
@@ -30,5 +35,10 @@ struct AwemeReportPara {
     uint32_t reserved;
 };
 static_assert(sizeof(AwemeReportPara) == 824, "short-video report layout");
-static_assert(offsetof(AwemeReportPara, stall_info) == 16, "stall info offset");
-static_assert(offsetof(AwemeReportPara, update_flag) == 816, "update flag offset");
+static_assert(offsetof(AwemeReportPara, cur_index) == 4 && offsetof(AwemeReportPara, valid_num) == 8 &&
+              offsetof(AwemeReportPara, detect_state) == 12,
+              "report header fields");
+static_assert(offsetof(AwemeReportPara, stall_info) == 16 && sizeof(AwemeReportPara::stall_info) == korun::kStallInfoSize,
+              "stall info block");
+static_assert(offsetof(AwemeReportPara, update_flag) == 816 && offsetof(AwemeReportPara, reserved) == 820,
+              "update flag offset");

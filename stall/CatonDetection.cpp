@@ -4,6 +4,7 @@
 
 SampleRing allocateRing(int32_t count) {
     if (count < 1) return nullptr;
+    static_assert(sizeof(size_t) == 8, "any int32 count of samples has a size that does not wrap");
     size_t size = static_cast<size_t>(count) * sizeof(int32_t);
     SampleRing ring(static_cast<int32_t*>(std::malloc(size)));
     if (ring && memset_s(ring.get(), size, 0, size) != EOK) ring.reset();

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Netlink.h"
+
 // Commands of the family.
 enum KorunCmd : uint8_t {
     KORUN_CMD_START = 1,
@@ -61,7 +63,8 @@ struct nl_attr_data {
     uint16_t type;
     uint8_t data[korun::kAttrPayloadMax];
 };
-static_assert(sizeof(nl_attr_data) == 504, "attribute slot layout");
+static_assert(sizeof(nl_attr_data) == 504 && offsetof(nl_attr_data, type) == 2 && offsetof(nl_attr_data, data) == 4,
+              "attribute slot layout");
 
 // One received message: both headers and the rest of the 1044-byte buffer.
 struct genl_msg {
@@ -70,3 +73,5 @@ struct genl_msg {
     uint8_t buf[korun::kSendBufferSize];
 };
 static_assert(sizeof(genl_msg) == 1044, "receive buffer layout");
+static_assert(offsetof(genl_msg, g) == nl::kHeaderSize && offsetof(genl_msg, buf) == nl::kGenlHeaderSize,
+              "both headers, then the attributes");

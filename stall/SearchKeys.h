@@ -1,6 +1,8 @@
 #pragma once
 // The byte patterns the kernel module looks for in the short-video app's HTTP
-// traffic, sent once with KORUN_CMD_START. Fixed 331-byte layout.
+// traffic, sent once with KORUN_CMD_START. Fixed 331-byte layout. Every
+// text and character is ASCII, so the bytes do not depend on whether char is
+// signed (x86-64) or unsigned (Arm).
 
 #include <cstddef>
 
@@ -30,6 +32,7 @@ struct KorunSearchKeys {
 static_assert(sizeof(KorunSearchKeys) == 331, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, keySeparator) == 200, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, picturePath) == 203, "search key record layout");
+static_assert(offsetof(KorunSearchKeys, contentRange) == 253, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, lengthSlash) == 303, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, boxName) == 306, "search key record layout");
 

@@ -102,7 +102,9 @@ float strToFloat(const std::string& s) {
 }
 
 int parseInt(const char* s) {
-    // atoi is strtol narrowed to int, without atoi's undefined overflow.
+    // atoi is strtol narrowed to int, without atoi's undefined overflow; with
+    // the device's 64-bit long a large value wraps the same way everywhere.
+    static_assert(sizeof(long) == 8, "strtol returns the device's 64-bit long");
     return static_cast<int>(std::strtol(s, nullptr, 10));
 }
 
