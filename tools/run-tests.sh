@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the host suites (gtest and JVM), the C++ suites
-# under AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, and
-# the libFuzzer targets for a bounded time.
+# under AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, the
+# C++ suites cross-built for 64-bit Arm and run under qemu-aarch64, and the
+# libFuzzer targets for a bounded time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup-deps.sh
@@ -23,6 +24,7 @@ run_preset host
 run_preset asan --label-exclude jvm
 # Threads: the session, the emulator and the stall engine.
 run_preset tsan --label-regex 'session|stall'
+run_preset arm64
 run_preset fuzz
 
 exit $status
