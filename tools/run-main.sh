@@ -7,7 +7,7 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 (
   cd "$root"
-  tools/setup-deps.sh
+  tools/setup-deps.sh main
   cmake --preset host >/dev/null
   cmake --build --preset host -j "${MQQOE_JOBS:-2}" --target qesta_simulator
 )
