@@ -12,14 +12,7 @@ build=build/coverage
 report=$build/report
 jobs=${MQQOE_JOBS:-2}
 
-tools/setup-deps.sh
-if ! command -v gcovr >/dev/null; then
-  sudo_cmd=()
-  if [[ $(id -u) -ne 0 ]]; then sudo_cmd=(sudo); fi
-  "${sudo_cmd[@]}" apt-get -o DPkg::Lock::Timeout=600 update -qq
-  DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get -o DPkg::Lock::Timeout=600 \
-    install -y -qq --no-install-recommends gcovr
-fi
+tools/setup-deps.sh coverage
 
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage -j "$jobs"

@@ -124,6 +124,7 @@ trap 'exit 130' INT TERM
 build() { cmake --build "$bin" -j "$jobs"; }
 run_tests() { ctest --test-dir "$bin" --timeout "$test_timeout" --stop-on-failure --output-on-failure "$@"; }
 
+"$root/tools/setup-deps.sh" host
 echo "=== scratch copy and its build: $work"
 helper sync "$root" "$src"
 cmake --preset host -S "$src" -B "$bin" -DMQQOE_BUILD_BENCH=OFF -DMQQOE_WERROR=OFF \

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs, when missing, the Debian 12 packages a job needs, and nothing when
 # all is there:
-#   tools/setup-deps.sh main   the host build and the simulator (tools/run-main.sh)
-#   tools/setup-deps.sh        everything the test command uses (tools/run-tests.sh)
+#   tools/setup-deps.sh main       the host build and the simulator (tools/run-main.sh)
+#   tools/setup-deps.sh host       every host test too (ctest --preset host, tools/mutants.sh)
+#   tools/setup-deps.sh coverage   the host tests and gcovr (tools/coverage.sh)
+#   tools/setup-deps.sh            everything the test command uses (tools/run-tests.sh)
 set -euo pipefail
 job=${1:-tests}
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -39,6 +41,8 @@ install_missing \
 
 # The report test opens the simulator's page in headless Chromium through ChromeDriver.
 install_missing chromium chromium-driver
+if [[ $job == coverage ]]; then install_missing gcovr; fi
+[[ $job == host || $job == coverage ]] && exit 0
 
 # The 64-bit Arm cross build (arm64 preset): Debian's aarch64 cross toolchain,
 # qemu's user-mode emulation and the :arm64 packages beside the host's; the
