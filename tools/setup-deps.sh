@@ -39,8 +39,8 @@ install_missing \
   libjfreechart-java fonts-dejavu-core
 [[ $job == main ]] && exit 0
 
-# The report test opens the simulator's page in headless Chromium through ChromeDriver.
-install_missing chromium chromium-driver
+# The report test opens the simulator's page in headless Chromium.
+install_missing chromium
 if [[ $job == coverage ]]; then install_missing gcovr; fi
 [[ $job == host || $job == coverage ]] && exit 0
 

@@ -196,10 +196,17 @@ TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorkerAndLeaveTheEngineFree) {
     EXPECT_TRUE(sessionSocketClosed());
     EXPECT_EQ(0u, sentCommands(kCmdStart));
 
+    // The kernel refuses the START: the engine is stopped, nothing was collected.
+    genl::nackNext(-1, 1);
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
+    ASSERT_TRUE(session.waitIdle(kWait));
+    EXPECT_TRUE(log.contains(4, kLogTag, "start collecting failed"));
+    EXPECT_EQ(0u, sentCommands(kCmdStop));
+
     // No callback method: the first report ends the session.
     java.setCallbackMissing(true);
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
-    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 2; }));
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
     ASSERT_TRUE(session.waitIdle(kWait));
     EXPECT_TRUE(sessionSocketClosed());
@@ -212,14 +219,30 @@ TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorkerAndLeaveTheEngineFree) {
     java.setAttachFails(true);
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
     ASSERT_TRUE(session.waitIdle(kWait));
-    EXPECT_EQ(2u, sentCommands(kCmdStart));
+    EXPECT_EQ(3u, sentCommands(kCmdStart));
     EXPECT_EQ(2u, sentCommands(kCmdStop));
     EXPECT_TRUE(sessionSocketClosed());
     java.setAttachFails(false);
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
-    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 3; }));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 4; }));
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
     ASSERT_TRUE(java.waitCalls(1));
+}
+
+// Command 26 pauses the detector from the worker's next pass on: stalls are
+// no longer found, while silence is still reported.
+TEST_F(StallEmulator, StopAlgoPausesTheDetectorButNotTheSession) {
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
+    ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
+    EXPECT_EQ(0, command(kStallCmdStopAlgo, scene::kVoiceCall));
+    EXPECT_EQ(-1, command(kStallCmdStopAlgo, scene::kVoiceCall));  // until the worker takes it
+    for (int i = 0; i < 12; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 10, 10, 800, 800));
+    ASSERT_TRUE(waitFor([this] { return session.snapshot().totalIn == 12 * 800; }));
+    EXPECT_TRUE(java.calls().empty());
+    EXPECT_EQ(kDetectRunning, session.snapshot().status);
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
+    ASSERT_TRUE(java.waitCalls(1));
+    EXPECT_EQ(1, java.calls()[0].value);
 }
 
 // Commands racing from two threads while the module reports: every session

@@ -76,6 +76,25 @@ TEST(AwemeShortfall, StepMarksAndStoppedVideos) {
     d.decideCaton(&r, 256000);
     EXPECT_EQ(1, d.mMarks6s[3]);
     EXPECT_EQ(1u, r.update_flag);
+
+    d.mStep = 2;
+    r = report(4, 2, {{}, 100000, 1000000, {}, 0, 0, 0, 0});  // a length but no duration
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1, d.mMarks2s[4]);
+    EXPECT_TRUE(log.contains("Korun", "have total and no duration, loaded=100000, threshold=256000, think it as stall (2s)"));
+    r.stall_info[4].loaded_base = 1000000;
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1u, r.update_flag);
+    EXPECT_TRUE(log.contains("Korun", "already loaded complete(case 3), stop detection(total=1000000, loaded=1000000)"));
+
+    // Bytes received while the loaded amount wraps to nothing: served from a cache from the third second on.
+    r = report(5, 2, {{}, UINT64_MAX, 0, {}, 0, 1, 0, 0});
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(0u, r.update_flag);
+    d.mStep = 3;
+    d.decideCaton(&r, 256000);
+    EXPECT_EQ(1u, r.update_flag);
+    EXPECT_TRUE(log.contains("Korun", "think as cached, skip it"));
 }
 
 TEST(AwemeRequests, RingKeepsTheLastTenAndRejectsBadIndexes) {

@@ -221,6 +221,27 @@ TEST_F(HandlerTest, RejectedReportsCountForNothingAndAttributesComeInOrder) {
             "NetlinkHnadler::getAndProcessDouYinReport(): recv a invalid command:5");
 }
 
+// A video that stalls for three seconds is stopped in the kernel for user type 2.
+TEST_F(HandlerTest, StalledShortVideoIsUpdatedInTheKernel) {
+    ASSERT_EQ(0, handler.setDetectionType(100901));
+    ASSERT_EQ(0, handler.setAwemeCatonPara(3, 4, 2, 3, 1, 1, 1, 1, 2));
+    ASSERT_EQ(0, handler.startCollecting());
+    Bytes info;
+    genl::setStallEntry(info, 3, 0, 1000000, "v3", 0, 0, 1, 10);
+    for (uint32_t state : {1u, 2u, 2u, 2u}) {
+        ASSERT_TRUE(genl::pushAwemeReport(kUid, 3, 3, 4, state, info));
+        int result = -1;
+        EXPECT_EQ(0, next(&result));
+    }
+    ASSERT_EQ(1u, sentCommands(4).size());
+    const Bytes update = sentCommands(4)[0];
+    EXPECT_EQ(5, genl::flagsOf(update));
+    EXPECT_EQ((std::vector<int>{1, 2, 9, 12}), genl::attrTypesOf(update));
+    EXPECT_EQ((std::vector<int64_t>{kUid, 2, 3, 0}),
+              (std::vector<int64_t>{genl::u32AttrOf(update, 1), genl::u32AttrOf(update, 2), genl::u32AttrOf(update, 9),
+                                    genl::u32AttrOf(update, 12)}));
+}
+
 TEST_F(HandlerTest, LifecycleOrderIsEnforced) {
     EXPECT_EQ(-1, next());
     EXPECT_TRUE(logged("getDetectionResult: you should call startCollecting() firstly"));

@@ -61,23 +61,6 @@ TEST(VideoTwoSecondRule, WindowCoversNewestSamplesAcrossWrapAround) {
     }
 }
 
-TEST(VideoForest, PublishedTreesReachTheirLeaves) {
-    const struct { int tree; float f[6]; ForestLeafPair leaf; } cases[] = {
-        {9, {0, 0, 0, 0, 866.0f, 900.0f}, {0, 47}},      {9, {0, 0, 0, 0, 867.0f, 938.0f}, {2, 8}},
-        {9, {0, 0, 0, 0, 0, 940.0f}, {1, 0}},            {9, {0, 0, 0, 5192.5f, 0, 942.0f}, {0, 933}},
-        {9, {0, 0, 0, 5196.25f, 0, 942.0f}, {1, 0}},     {9, {0, 0, 0, 5197.0f, 0, 942.0f}, {11, 943}},
-        {10, {1668.0f, 0, 0, 0, 8799.0f, 0}, {1, 0}},    {10, {1668.0f, 0, 0, 0, 8800.0f, 15382.0f}, {5, 21}},
-        {10, {1668.0f, 0, 0, 0, 8800.0f, 15383.0f}, {0, 37}}, {10, {1669.0f, 0, 0, 0, 8843.0f, 0}, {5, 87}},
-        {10, {1669.0f, 0, 0, 0, 8850.0f, 0}, {1, 0}},    {10, {1669.0f, 7907.0f, 0, 0, 8856.0f, 0}, {1, 191}},
-        {10, {1669.0f, 7908.0f, 0, 0, 8856.0f, 0}, {2, 44}},
-    };
-    for (const auto& c : cases) {
-        (c.tree == 9 ? predict2SRandom9 : predict2SRandom10)(c.f);
-        EXPECT_EQ(std::make_pair(c.leaf.first, c.leaf.second), std::make_pair(gForestLeaf.first, gForestLeaf.second))
-            << "tree " << c.tree << " f5 " << c.f[5];
-    }
-}
-
 TEST(VideoForest, LastTreeWithATableDecidesAndMalformedTablesAreRefused) {
     resetForest();
     VideoCatonDetection d;

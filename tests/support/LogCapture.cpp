@@ -17,6 +17,10 @@ void record(const __android_logger_data* data, const char* message) {
 
 }  // namespace
 
+std::string format(const LogLine& line) {
+    return std::to_string(line.priority) + "/" + line.tag + ": " + line.message;
+}
+
 LogCapture::LogCapture() {
     clear();
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
@@ -61,9 +65,7 @@ size_t LogCapture::count(const std::string& tag, const std::string& message) con
 std::string LogCapture::dump() const {
     std::lock_guard<std::mutex> guard(gLock);
     std::string out;
-    for (const auto& line : gLines) {
-        out += std::to_string(line.priority) + "/" + line.tag + ": " + line.message + "\n";
-    }
+    for (const auto& line : gLines) out += format(line) + "\n";
     return out;
 }
 

@@ -12,6 +12,9 @@ struct LogLine {
     std::string message;
 };
 
+// "priority/tag: message", as dumps and the JVM tests show a line.
+std::string format(const LogLine& line);
+
 // Records every liblog message of the process while it lives, through
 // liblog's own logger hook. One capture at a time.
 class LogCapture {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 
 #include "GraphClustering.h"
 #include "LogCapture.h"
@@ -91,48 +90,6 @@ TEST(GroupSearch, MatrixHelpersStayInBounds) {
     EXPECT_EQ(sumMatBy2Vec({}, {0}, mat), 0);
     EXPECT_EQ(findNeighbors(mat, 0, 9), (std::vector<unsigned int>{1}));
     EXPECT_TRUE(findNeighbors(mat, 4, 0).empty());
-}
-
-// The rectangle pass written out with the matrix helpers, one join at a time.
-Matrix pruneByDefinition(const Matrix& mat, const NonRecDFSTraverseResutl& r, float strength) {
-    Matrix out = mat;
-    for (const auto& g : r.groups) {
-        if (g.size() <= 3) continue;
-        const std::vector<uint32_t> m(g.begin(), g.end());
-        const int k = static_cast<int>(m.size());
-        const Matrix sub = getSubAdjMatByVec(m, k, m, k, mat);
-        for (unsigned p = 0; p < m.size(); ++p) {
-            for (unsigned q = p + 1; q < m.size(); ++q) {
-                if (sub[p][q] == 0) continue;
-                const auto np = findNeighbors(sub, p, q);
-                const auto nq = findNeighbors(sub, q, p);
-                const auto possible = static_cast<float>(np.size() * nq.size());
-                if (possible > 0 && static_cast<float>(sumMatBy2Vec(np, nq, sub)) / possible < strength) {
-                    out[m[p]][m[q]] = 0;
-                    out[m[q]][m[p]] = 0;
-                }
-            }
-        }
-    }
-    return out;
-}
-
-TEST(RectangleRelation, AgreesWithTheDefinitionOnRandomGraphs) {
-    std::mt19937 rng(11);
-    for (int round = 0; round < 60; ++round) {
-        const size_t n = 4 + rng() % 90;
-        const double density = 0.02 + (rng() % 100) / 100.0 * 0.5;
-        Matrix mat(n, std::vector<char>(n, 0));
-        for (size_t i = 0; i < n; ++i) {
-            mat[i][i] = 1;
-            for (size_t j = i + 1; j < n; ++j) mat[i][j] = mat[j][i] = (rng() % 1000) < density * 1000 ? 1 : 0;
-        }
-        const auto groups = NonRecDFSTraverse(mat, static_cast<int>(n));
-        const float strength = static_cast<float>(rng() % 100) / 100.0f;
-        Param p;
-        p.connectedStrength = strength;
-        ASSERT_EQ(rectangleRel(mat, groups, p), pruneByDefinition(mat, groups, strength)) << round;
-    }
 }
 
 }  // namespace

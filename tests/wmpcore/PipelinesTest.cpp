@@ -93,23 +93,5 @@ TEST(ClusterProperties, AnOutlierBatchIsFilteredWithoutDisturbingThePlaces) {
     EXPECT_EQ(report.ari, 1.0);
 }
 
-std::optional<fingerprints::FingerprintSet> ujiSet() {
-    const char* shared = std::getenv("MQQOE_SHARED_DIR");
-    return shared != nullptr ? fingerprints::loadUjiValidationSet(shared) : std::nullopt;
-}
-
-TEST(UjiIndoorLoc, PipelinesGiveWellFormedTextsAndFloorPureClusters) {
-    const auto set = ujiSet();
-    if (!set) GTEST_SKIP() << "UJIIndoorLoc validation set not found under MQQOE_SHARED_DIR";
-    ASSERT_EQ(set->scanCount(), 1111U);
-    const std::string core = getCoreData(set->rows, Param{}, {});
-    EXPECT_EQ(core.rfind("orginBatch,batch,label,timestamp,link_speed,WAP", 0), 0U);
-    const auto trained = score(*set, trainData(set->rows, Param{}));
-    EXPECT_GT(trained.kept, 0U);
-    EXPECT_GE(trained.purity, 0.95);
-    const auto selected = score(*set, trainDataStr(set->rows, Param{}, {}));
-    EXPECT_GT(selected.clusters, 1U);
-}
-
 }  // namespace
 }  // namespace wmpcore

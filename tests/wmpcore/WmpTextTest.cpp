@@ -96,6 +96,22 @@ TEST(ParamParsing, DocumentedEntries) {
     EXPECT_EQ(getParamByArr({"threshold=abc"}).threshold, 0);
     EXPECT_EQ(getParamByArr({"minFreq=2=ignored"}).minFreq, 2);
     EXPECT_EQ(getParamByArr({"MinFreq=2", "minFreq", "=2", ""}).minFreq, 5);
+
+    // Every key reaches its own field.
+    const Param p = getParamByArr({"batchID=11", "labelID=12", "timestampID=13", "linkSpeedID=14", "bssidStart=15",
+                                   "cellIDStart=16", "deleteFlag=17", "nClusters=18", "maxDist=19", "minRange=20",
+                                   "minBssidCount=21", "threshold=22", "minMeanRssi=23", "lowerBound=24",
+                                   "reprMinOcc=25", "codeType=26", "minFreq=27", "maxBssidNum=28",
+                                   "minSampleRatio=1.5", "weightParam=2.5", "shareRatioParam=3.5",
+                                   "minDistinctValue=4.5", "minStdev=5.5", "connectedStrength=6.5", "isMainAp=1"});
+    EXPECT_EQ((std::vector<int>{11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28}),
+              (std::vector<int>{p.batchID, p.labelID, p.timestampID, p.linkSpeedID, p.bssidStart, p.cellIDStart,
+                                p.deleteFlag, p.nClusters, p.maxDist, p.minRange, p.minBssidCount, p.threshold,
+                                p.minMeanRssi, p.lowerBound, p.reprMinOcc, p.codeType, p.minFreq, p.maxBssidNum}));
+    EXPECT_EQ((std::vector<float>{1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f}),
+              (std::vector<float>{p.minSampleRatio, p.weightParam, p.shareRatioParam, p.minDistinctValue, p.minStdev,
+                                  p.connectedStrength}));
+    EXPECT_TRUE(p.isMainAp);
 }
 
 }  // namespace

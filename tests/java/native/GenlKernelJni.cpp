@@ -18,12 +18,6 @@ constexpr int kControllerType = 16;  // GENL_ID_CTRL: the family lookup
 
 extern "C" {
 
-JNIEXPORT void JNICALL GENL(nackNext)(JNIEnv*, jclass, jint error, jint count) {
-    kemu::genl::nackNext(error, count);
-}
-
-JNIEXPORT void JNICALL GENL(setSilent)(JNIEnv*, jclass, jboolean silent) { kemu::genl::setSilent(silent); }
-
 JNIEXPORT jboolean JNICALL GENL(pushThroughputReport)(JNIEnv*, jclass, jint uid, jint inPkts, jint outPkts,
                                                       jint inBytes, jint outBytes) {
     return kemu::genl::pushThroughputReport(uid, static_cast<uint32_t>(inPkts), static_cast<uint32_t>(outPkts),

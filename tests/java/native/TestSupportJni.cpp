@@ -1,38 +1,20 @@
 // JNI steering of the test doubles for the JVM tests and the host simulator:
 // liblog capture, the kernel emulator and the platform stand-ins.
 
-#include <android/log.h>
 #include <jni.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "KernelEmulator.h"
+#include "LogCapture.h"
 #include "NetdClientStandIn.h"
 #include "VeltroStandIn.h"
 
 namespace {
 
-std::mutex gLogLock;
-std::vector<std::string> gLogLines;
-
-void recordLog(const __android_logger_data* data, const char* message) {
-    std::lock_guard<std::mutex> guard(gLogLock);
-    gLogLines.push_back(std::to_string(data->priority) + "/" + (data->tag ? data->tag : "") + ": " +
-                        (message ? message : ""));
-}
-
-jobjectArray toStringArray(JNIEnv* env, const std::vector<std::string>& lines) {
-    jclass stringClass = env->FindClass("java/lang/String");
-    jobjectArray array = env->NewObjectArray(static_cast<jsize>(lines.size()), stringClass, nullptr);
-    for (size_t i = 0; i < lines.size(); ++i) {
-        jstring text = env->NewStringUTF(lines[i].c_str());
-        env->SetObjectArrayElement(array, static_cast<jsize>(i), text);
-        env->DeleteLocalRef(text);
-    }
-    return array;
-}
+// The C++ suites' capture, installed once for the life of the VM.
+mqqoe::testing::LogCapture* gLog = nullptr;
 
 }  // namespace
 
@@ -41,22 +23,21 @@ jobjectArray toStringArray(JNIEnv* env, const std::vector<std::string>& lines) {
 extern "C" {
 
 JNIEXPORT void JNICALL TESTING(LogCapture, install)(JNIEnv*, jclass) {
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-    __android_log_set_logger(recordLog);
+    if (gLog == nullptr) gLog = new mqqoe::testing::LogCapture();
 }
 
-JNIEXPORT void JNICALL TESTING(LogCapture, clear)(JNIEnv*, jclass) {
-    std::lock_guard<std::mutex> guard(gLogLock);
-    gLogLines.clear();
-}
+JNIEXPORT void JNICALL TESTING(LogCapture, clear)(JNIEnv*, jclass) { gLog->clear(); }
 
 JNIEXPORT jobjectArray JNICALL TESTING(LogCapture, lines)(JNIEnv* env, jclass) {
-    std::vector<std::string> copy;
-    {
-        std::lock_guard<std::mutex> guard(gLogLock);
-        copy = gLogLines;
+    const std::vector<mqqoe::testing::LogLine> lines = gLog->lines();
+    jobjectArray array = env->NewObjectArray(static_cast<jsize>(lines.size()), env->FindClass("java/lang/String"),
+                                             nullptr);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        jstring text = env->NewStringUTF(mqqoe::testing::format(lines[i]).c_str());
+        env->SetObjectArrayElement(array, static_cast<jsize>(i), text);
+        env->DeleteLocalRef(text);
     }
-    return toStringArray(env, copy);
+    return array;
 }
 
 JNIEXPORT void JNICALL TESTING(KernelEmulator, reset)(JNIEnv*, jclass) { kemu::reset(); }

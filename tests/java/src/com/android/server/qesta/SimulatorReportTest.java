@@ -8,14 +8,8 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.File;
 import java.io.IOException;
-import java.net.ServerSocket;
-import java.net.URI;
-import java.net.http.HttpClient;
-import java.net.http.HttpRequest;
-import java.net.http.HttpResponse;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.time.Duration;
 import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -30,20 +24,21 @@ import org.junit.jupiter.api.io.TempDir;
 
 /**
  * The host simulator as its users meet it: the report it writes, opened in
- * headless Chromium through ChromeDriver's WebDriver protocol, and its
+ * headless Chromium, and its
  * one-line errors for bad input.
  */
 class SimulatorReportTest {
     private static final String SIMULATOR = System.getProperty("mqqoe.simulator", "");
     private static final Path EXAMPLES = Path.of(System.getProperty("mqqoe.source", ""), "tools/simulator/examples");
     private static final Path CHROMIUM = Path.of("/usr/bin/chromium");
-    private static final Path CHROMEDRIVER = Path.of("/usr/bin/chromedriver");
-    private static final Duration HTTP_WAIT = Duration.ofSeconds(60);
     private static final long RUN_WAIT_S = 120;
-    // src, loaded, natural width and height, then the size the page gives it, per image.
-    private static final String IMAGES = "return Array.from(document.images).map(i => [i.getAttribute('src'),"
+    // Loads a report in a frame and, once everything has loaded, writes per image its src, whether it is
+    // complete, its natural width and height and the size the page gives it.
+    private static final String PROBE = "<!DOCTYPE html><html><body><iframe id=\"r\" src=\"%s\"></iframe>"
+            + "<pre id=\"out\"></pre><script>window.onload = () => { document.getElementById('out').textContent ="
+            + " Array.from(document.getElementById('r').contentDocument.images).map(i => [i.getAttribute('src'),"
             + " i.complete, i.naturalWidth, i.naturalHeight, i.getAttribute('width'), i.getAttribute('height')]"
-            + ".join(' ')).join(';')";
+            + ".join(' ')).join(';'); };</script></body></html>";
 
     @TempDir Path dir;
 
@@ -63,7 +58,7 @@ class SimulatorReportTest {
     @Test
     @Timeout(240)  // inside the CTest limit, so that a hang fails here with a stack
     void everyChartOfTheReportLoadsInTheBrowserAtItsSize() throws Exception {
-        assumeTrue(Files.isExecutable(CHROMIUM) && Files.isExecutable(CHROMEDRIVER), "chromium not installed");
+        assumeTrue(Files.isExecutable(CHROMIUM), "chromium not installed");
         // Each page and its charts: the demo's timeline and two clusterings, one timeline, two maps.
         Map<Path, Integer> pages = new LinkedHashMap<>();
         Path demo = dir.resolve("demo");
@@ -83,19 +78,35 @@ class SimulatorReportTest {
             pages.put(dir.resolve("uji/index.html"), 2);
         }
 
-        try (ChromeDriver driver = new ChromeDriver(dir.resolve("profile"))) {
-            for (Map.Entry<Path, Integer> page : pages.entrySet()) {
-                driver.open(page.getKey().toUri().toString());
-                String[] images = driver.script(IMAGES).split(";");
-                assertEquals(page.getValue(), images.length, page + ": " + String.join(";", images));
-                for (String image : images) {
-                    String[] f = image.split(" ");
-                    assertEquals("true", f[1], page + ": " + image + " did not load");
-                    assertEquals(f[4] + " " + f[5], f[2] + " " + f[3], page + ": " + image + " drawn at another size");
-                    assertTrue(Integer.parseInt(f[2]) >= 800, image);
-                }
+        for (Map.Entry<Path, Integer> page : pages.entrySet()) {
+            String[] images = imagesOf(page.getKey()).split(";");
+            assertEquals(page.getValue(), images.length, page + ": " + String.join(";", images));
+            for (String image : images) {
+                String[] f = image.split(" ");
+                assertEquals("true", f[1], page + ": " + image + " did not load");
+                assertEquals(f[4] + " " + f[5], f[2] + " " + f[3], page + ": " + image + " drawn at another size");
+                assertTrue(Integer.parseInt(f[2]) >= 800, image);
             }
         }
+    }
+
+    /** What the probe page says of {@code page}'s images once headless Chromium has loaded it. */
+    private String imagesOf(Path page) throws IOException, InterruptedException {
+        Path probe = Files.writeString(page.resolveSibling("probe.html"), String.format(PROBE, page.getFileName()));
+        // Headless as root, with a fresh profile and nothing that reaches out to the network.
+        ProcessBuilder builder = new ProcessBuilder(CHROMIUM.toString(), "--headless", "--no-sandbox", "--disable-gpu",
+                "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync",
+                "--user-data-dir=" + dir.resolve("profile"), "--allow-file-access-from-files", "--dump-dom",
+                probe.toUri().toString()).redirectOutput(dir.resolve("dom.html").toFile())
+                .redirectError(ProcessBuilder.Redirect.DISCARD);
+        builder.environment().remove("LD_PRELOAD");  // Chromium without the kernel emulator
+        Process chromium = builder.start();
+        assertTrue(chromium.waitFor(RUN_WAIT_S, TimeUnit.SECONDS), "chromium still running");
+        Files.delete(probe);
+        String dom = Files.readString(dir.resolve("dom.html"));
+        Matcher out = Pattern.compile("<pre id=\"out\">([^<]*)</pre>").matcher(dom);
+        assertTrue(out.find(), dom);
+        return out.group(1);
     }
 
     @Test
@@ -130,87 +141,6 @@ class SimulatorReportTest {
         assertTrue(Files.exists(bad));
         try (var left = Files.list(dir)) {
             assertTrue(left.noneMatch(p -> p.getFileName().toString().startsWith(".report")), "temporary folder left");
-        }
-    }
-
-    /** Headless Chromium driven over ChromeDriver's plain HTTP/JSON WebDriver protocol. */
-    private static final class ChromeDriver implements AutoCloseable {
-        private static final Pattern SESSION = Pattern.compile("\"sessionId\"\\s*:\\s*\"([^\"]+)\"");
-        private static final Pattern VALUE = Pattern.compile("\"value\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.)*)\"");
-
-        private final HttpClient mHttp = HttpClient.newBuilder().connectTimeout(HTTP_WAIT).build();
-        private final Process mDriver;
-        private final String mBase;
-        private String mSession;
-
-        ChromeDriver(Path profile) throws Exception {
-            int port;
-            try (ServerSocket socket = new ServerSocket(0)) {
-                port = socket.getLocalPort();
-            }
-            mBase = "http://127.0.0.1:" + port;
-            ProcessBuilder builder = new ProcessBuilder(CHROMEDRIVER.toString(), "--port=" + port)
-                    .redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.DISCARD);
-            builder.environment().remove("LD_PRELOAD");  // Chromium without the kernel emulator
-            mDriver = builder.start();
-            long deadline = System.nanoTime() + HTTP_WAIT.toNanos();
-            while (!ready()) {
-                assertTrue(System.nanoTime() < deadline, "chromedriver did not come up");
-                Thread.sleep(100);
-            }
-            // Headless as root, with a fresh profile and nothing that reaches out to the network.
-            String args = String.join("\",\"", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
-                    "--disable-background-networking", "--disable-component-update", "--disable-sync",
-                    "--user-data-dir=" + profile);
-            String reply = send("POST", "/session", "{\"capabilities\":{\"alwaysMatch\":{\"browserName\":\"chrome\","
-                    + "\"goog:chromeOptions\":{\"binary\":\"" + CHROMIUM + "\",\"args\":[\"" + args + "\"]}}}}");
-            Matcher session = SESSION.matcher(reply);
-            assertTrue(session.find(), reply);
-            mSession = "/session/" + session.group(1);
-        }
-
-        private boolean ready() {
-            try {
-                return send("GET", "/status", null).contains("\"ready\":true");
-            } catch (IOException e) {
-                return false;
-            } catch (InterruptedException e) {
-                Thread.currentThread().interrupt();
-                return false;
-            }
-        }
-
-        void open(String url) throws Exception {
-            send("POST", mSession + "/url", "{\"url\":\"" + url + "\"}");
-        }
-
-        String script(String body) throws Exception {
-            String reply = send("POST", mSession + "/execute/sync", "{\"script\":\"" + body + "\",\"args\":[]}");
-            Matcher value = VALUE.matcher(reply);
-            assertTrue(value.find(), reply);
-            return value.group(1);
-        }
-
-        private String send(String method, String path, String json) throws IOException, InterruptedException {
-            HttpRequest.Builder request = HttpRequest.newBuilder(URI.create(mBase + path)).timeout(HTTP_WAIT);
-            request = json == null ? request.GET()
-                    : request.method(method, HttpRequest.BodyPublishers.ofString(json, UTF_8))
-                            .header("Content-Type", "application/json");
-            return mHttp.send(request.build(), HttpResponse.BodyHandlers.ofString(UTF_8)).body();
-        }
-
-        @Override
-        public void close() throws Exception {
-            try {
-                if (mSession != null) {
-                    send("DELETE", mSession, "");
-                }
-            } finally {
-                mDriver.destroy();
-                if (!mDriver.waitFor(10, TimeUnit.SECONDS)) {
-                    mDriver.destroyForcibly();
-                }
-            }
         }
     }
 }

@@ -18,14 +18,25 @@ final class StallSessions {
     /** One call of handleReportStallInfo. */
     public record Callback(int value, int scene, int kind, boolean flag) {}
 
-    /** Records the callbacks the Java side receives. */
+    /** Records the callbacks the Java side receives, and the thread they came on. */
     public static final class Recorder implements ZvQestaJniAdapter.StallListener {
         private final List<Callback> mCallbacks = new ArrayList<>();
+        private Thread mWorker;
+        private final Thread mTest = Thread.currentThread();
 
         @Override
         public synchronized void onStall(int value, int scene, int kind, boolean flag) {
             mCallbacks.add(new Callback(value, scene, kind, flag));
+            mWorker = Thread.currentThread();
             notifyAll();
+        }
+
+        public synchronized Thread worker() {
+            return mWorker;
+        }
+
+        public synchronized boolean onWorkerThread() {
+            return mWorker != null && mWorker != mTest;
         }
 
         public synchronized List<Callback> callbacks() {

@@ -15,14 +15,12 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
 /**
- * The traffic readers from Java: the natives on this host, and the reader's code
- * on fixtures for the result object. Bad input and the real UDP tables are
+ * The traffic natives from Java: the result object the reader's figures
+ * become, and the natives on this host. What the reader sums and counts is
  * covered by the C++ TrafficStatsTest.
  */
 class TrafficStatsTest {
     private static final String HEADER = "idx iface acct_tag_hex uid_tag_int cnt_set rx_bytes rx_packets\n";
-    private static final String UDP_HEADER =
-            "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
 
     /** The reader native's code with the three paths given (test hook library). */
     static native ZvQoeUdpNetworkInfo readFixtures(String accounting, String udp, String udp6, int uid, int type);
@@ -39,8 +37,8 @@ class TrafficStatsTest {
     }
 
     /** Counters c[i] = base + i of one accounting line. */
-    private static String line(int index, String iface, int uid, long base) {
-        StringBuilder text = new StringBuilder(index + " " + iface + " 0x0 " + uid + " 0");
+    private static String line(String iface, long base) {
+        StringBuilder text = new StringBuilder("2 " + iface + " 0x0 1000 0");
         for (int i = 0; i < 16; i++) {
             text.append(' ').append(Long.toUnsignedString(base + i));
         }
@@ -53,29 +51,18 @@ class TrafficStatsTest {
     }
 
     @Test
-    void fixturesFillEveryFieldOfTheResult() throws IOException {
-        String accounting = file("stats", HEADER + line(2, "rmnet0", 1000, 1000) + line(3, "wlan0", 1000, 2000)
-                + line(4, "rmnet0_x", 1000, 3000) + line(5, "rmnet0", 10050, 4000));
-        String udp4 = file("udp", UDP_HEADER + udp(0, 1000) + udp(1, 1000) + udp(2, 0) + udp(3, 1000));
-        String udp6 = file("udp6", UDP_HEADER + udp(0, 1000));
-
-        ZvQoeUdpNetworkInfo info = readFixtures(accounting, udp4, udp6, 1000, 0);
+    void everyFieldOfTheResultHoldsItsOwnFigure() throws IOException {
+        String udp4 = file("udp", HEADER + udp(0, 1000) + udp(1, 1000) + udp(2, 0) + udp(3, 1000));
+        String udp6 = file("udp6", HEADER + udp(0, 1000));
+        ZvQoeUdpNetworkInfo info = readFixtures(file("stats", HEADER + line("rmnet0", 1000)), udp4, udp6, 1000, 0);
         assertNotNull(info);
-        assertEquals(1000, info.mUid);
-        assertEquals(4, info.mUidUdpSockets);
-        assertEquals(4, info.mSumUdpUids);
-        assertEquals(5, info.mSumUdpSockets);
-        // Only the rmnet0 line of uid 1000: columns rx tcp 4,5; rx udp 6,7; tx tcp 10,11; tx udp 12,13.
-        long[] expected = {1004, 1005, 1010, 1011, 1006, 1007, 1012, 1013, 1005 + 1007};
-        long[] actual = {info.mRxTcpBytes, info.mRxTcpPackets, info.mTxTcpBytes, info.mTxTcpPackets,
-            info.mRxUdpBytes, info.mRxUdpPackets, info.mTxUdpBytes, info.mTxUdpPackets, info.mSumRxPackets};
-        assertArrayEquals(expected, actual);
-
-        ZvQoeUdpNetworkInfo all = readFixtures(accounting, udp4, udp6, 0, 2);
-        assertEquals(1004 + 2004 + 3004 + 4004, all.mRxTcpBytes);
-        assertEquals(1, all.mUidUdpSockets);
+        // Columns rx tcp 4,5; rx udp 6,7; tx tcp 10,11; tx udp 12,13.
+        assertArrayEquals(new long[] {1000, 4, 4, 5, 1004, 1005, 1010, 1011, 1006, 1007, 1012, 1013, 1005 + 1007},
+                new long[] {info.mUid, info.mUidUdpSockets, info.mSumUdpUids, info.mSumUdpSockets,
+                    info.mRxTcpBytes, info.mRxTcpPackets, info.mTxTcpBytes, info.mTxTcpPackets,
+                    info.mRxUdpBytes, info.mRxUdpPackets, info.mTxUdpBytes, info.mTxUdpPackets, info.mSumRxPackets});
         // Unsigned totals beyond Long.MAX_VALUE keep their bits.
-        String huge = file("huge", HEADER + line(2, "wlan0", 1000, -100L) + line(3, "wlan0", 1000, -100L));
+        String huge = file("huge", HEADER + line("wlan0", -100L) + line("wlan0", -100L));
         assertEquals(-200L + 8, readFixtures(huge, udp4, udp6, 0, 1).mRxTcpBytes);
     }
 

@@ -20,12 +20,6 @@ public final class GenlKernel {
 
     private GenlKernel() {}
 
-    /** The next {@code count} acknowledgements carry {@code error}. */
-    public static native void nackNext(int error, int count);
-
-    /** A silent module acknowledges nothing. */
-    public static native void setSilent(boolean silent);
-
     public static native boolean pushThroughputReport(int uid, int inPkts, int outPkts, int inBytes, int outBytes);
 
     /**
