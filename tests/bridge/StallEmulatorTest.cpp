@@ -245,6 +245,15 @@ TEST_F(StallEmulator, StopAlgoPausesTheDetectorButNotTheSession) {
     EXPECT_EQ(1, java.calls()[0].value);
 }
 
+// The algorithm type of a short-video start carries eight 4-bit parameters, lowest first.
+TEST_F(StallEmulator, ShortVideoParametersComeOnePerNibble) {
+    ASSERT_EQ(0, command(kStallCmdStart, scene::kShortVideo, kUid, static_cast<int>(0xFEDCBA98u), 2));
+    EXPECT_TRUE(waitFor([this] {
+        return log.contains(4, "Korun", "Aweme para: m1s=8, mR1s=9, m2s=10, mR2s=11, m3s=12, mR3s=13, m6s=14, "
+                                        "mR6s=15, userType=2");
+    }));
+}
+
 // Commands racing from two threads while the module reports: every session
 // ends, nothing stays attached or referenced.
 TEST_F(StallEmulator, StartStopCyclesWhileReportsFlow) {

@@ -147,6 +147,8 @@ TEST_F(TrafficStatsTest, MissingOrUnreadableFilesFollowTheirOwnRules) {
     EXPECT_EQ(1, stats->sumUdpSockets);
     mUdp6 = socketPath("udp6-socket");  // skipped silently too
     EXPECT_TRUE(read(1000, 2).has_value());
+    mUdp6 = accounting + "/udp6";  // a path through a file is no missing table
+    EXPECT_FALSE(read(1000, 2).has_value());
     EXPECT_TRUE(mLog.lines().empty()) << mLog.dump();
 
     mAccounting = missing;

@@ -49,6 +49,10 @@ TEST(AwemeVote, DefaultCountsAndSixSecondMarksOnlyForUserType1) {
     EXPECT_EQ(0, d.getDetectionResult());
     d.setAwemeCatonPara(3, 4, 2, 3, 1, 1, 1, 1, 1);
     EXPECT_EQ(1, d.getDetectionResult());
+    // Two 1-second marks with an unmarked request between are no run of two.
+    d.setAwemeCatonPara(2, 9, 9, 9, 9, 9, 9, 9, 0);
+    d.mMarks1s[2] = d.mMarks1s[0] = 1;
+    EXPECT_EQ(0, d.getDetectionResult());
 }
 
 TEST(AwemeShortfall, StepMarksAndStoppedVideos) {
@@ -84,6 +88,7 @@ TEST(AwemeShortfall, StepMarksAndStoppedVideos) {
     EXPECT_TRUE(log.contains("Korun", "have total and no duration, loaded=100000, threshold=256000, think it as stall (2s)"));
     r.stall_info[4].loaded_base = 1000000;
     d.decideCaton(&r, 256000);
+    EXPECT_EQ(0u, r.detect_state);
     EXPECT_EQ(1u, r.update_flag);
     EXPECT_TRUE(log.contains("Korun", "already loaded complete(case 3), stop detection(total=1000000, loaded=1000000)"));
 
@@ -95,6 +100,22 @@ TEST(AwemeShortfall, StepMarksAndStoppedVideos) {
     d.decideCaton(&r, 256000);
     EXPECT_EQ(1u, r.update_flag);
     EXPECT_TRUE(log.contains("Korun", "think as cached, skip it"));
+}
+
+// Detection of a video ends once its steps reach its length.
+TEST(AwemeShortfall, DetectionEndsWithTheVideo) {
+    LogCapture log;
+    AwemeCatonDetection d;
+    const StallInfoEntry twoSeconds = {{}, 0, 1000000, {}, 0, 600000, 1, 2};
+    std::vector<uint32_t> flags;
+    for (uint32_t state : {1u, 2u, 2u}) {
+        AwemeReportPara r = report(0, state, twoSeconds);
+        bool reported = false;
+        ASSERT_EQ(0, d.inputSample(&r, nullptr, reported));
+        flags.push_back(r.update_flag);
+    }
+    EXPECT_EQ((std::vector<uint32_t>{0, 0, 1}), flags);
+    EXPECT_TRUE(log.contains("Korun", "stop detect current video: mStep=3, update flag=0")) << log.dump();
 }
 
 TEST(AwemeRequests, RingKeepsTheLastTenAndRejectsBadIndexes) {

@@ -109,6 +109,11 @@ TEST_F(HandlerTest, SendCommandBoundsItsAttributes) {
     Bytes m = genl::sentMessages().back();
     ASSERT_EQ(32u, m.size());
     EXPECT_EQ(9, m[20]);
+    // Two full slots (2 x 504 bytes) after the headers do not fit the 1024-byte message.
+    attrs[0].length = attrs[1].length = 500;
+    EXPECT_EQ(-1, handler.sendCommand(kFamily, 3, attrs, 2, 1));
+    EXPECT_TRUE(logged("The attribute 1(type:0, length:500) does not fit in the message"));
+    EXPECT_EQ(before + 2, genl::sentMessages().size());
 }
 
 TEST_F(HandlerTest, StartCarriesUidClassIntervalAndKeysPerType) {
@@ -184,10 +189,21 @@ TEST_F(HandlerTest, KeepAliveGoesOutWithEveryFifthReportAndPauseStillCountsBytes
     int result = -1;
     EXPECT_EQ(0, next(&result));
     EXPECT_EQ(0, result);
+    genl::pushThroughputReport(kUid, 0, 0, 0x80000000u, 0);  // the kernel's counts are unsigned
+    EXPECT_EQ(0, next(&result));
     unsigned long out = 0, in = 0;
     handler.getThroughputStats(&out, &in);
     EXPECT_EQ(5300u, out);
-    EXPECT_EQ(100700u, in);
+    EXPECT_EQ(100700u + 0x80000000u, in);
+    // A stopped handler forgets the pause: the next session detects again.
+    EXPECT_EQ(0, handler.stopCollecting());
+    EXPECT_EQ(0, handler.stop());
+    ASSERT_EQ(0, handler.start());
+    handler.setUid(kUid);
+    collect(100106);
+    genl::pushThroughputReport(kUid, 60, 1, 10000, 500);
+    EXPECT_EQ(0, next(&result));
+    EXPECT_EQ(1, result);
 }
 
 TEST_F(HandlerTest, RejectedReportsCountForNothingAndAttributesComeInOrder) {
@@ -233,6 +249,10 @@ TEST_F(HandlerTest, StalledShortVideoIsUpdatedInTheKernel) {
         int result = -1;
         EXPECT_EQ(0, next(&result));
     }
+    // The newest entry's index is checked too.
+    ASSERT_TRUE(genl::pushAwemeReport(kUid, 3, 10, 4, 2, info));
+    EXPECT_EQ(-1, next());
+    EXPECT_TRUE(logged("Invalid index:detect_index=3, cur_index=10") && logged("DouYin inputSample() failed"));
     ASSERT_EQ(1u, sentCommands(4).size());
     const Bytes update = sentCommands(4)[0];
     EXPECT_EQ(5, genl::flagsOf(update));
@@ -245,6 +265,9 @@ TEST_F(HandlerTest, StalledShortVideoIsUpdatedInTheKernel) {
 TEST_F(HandlerTest, LifecycleOrderIsEnforced) {
     EXPECT_EQ(-1, next());
     EXPECT_TRUE(logged("getDetectionResult: you should call startCollecting() firstly"));
+    EXPECT_EQ(-1, handler.startCollecting());  // no detector yet
+    AwemeReportPara record{};
+    EXPECT_EQ(-1, handler.updateAwemeStallInfo(&record));
     EXPECT_EQ(0, handler.setDetectionAlgo(3));
     EXPECT_EQ(-1, handler.algoType());
     EXPECT_EQ(-1, handler.setDetectionType(4242));
@@ -254,6 +277,8 @@ TEST_F(HandlerTest, LifecycleOrderIsEnforced) {
     EXPECT_TRUE(logged("You already called the stopCollecting(), just ignore this call"));
 
     collect(100105);
+    EXPECT_EQ(-1, handler.startCollecting());
+    EXPECT_TRUE(logged("You already called the startCollecting(), just ignore this call"));
     int fd = handler.socketFd();
     EXPECT_EQ(-1, handler.start());
     EXPECT_TRUE(logged("You already called the start(), just ignore this call"));
@@ -280,6 +305,13 @@ TEST(ReceivedMessages, AreBoundedByTheirLengthAndAttributesByTheirType) {
         int result = h.checkReportHeader(m, n, &message, &command);
         return result != 0 ? result : h.paserThroughputReport(message, &values[0], &values[1], &values[2], &values[3]);
     };
+    const Parse aweme = [](NetlinkHandler& h, const genl_msg& m, ssize_t n) {
+        nl::Message message;
+        uint8_t command = 0;
+        AwemeReportPara record{};
+        int result = h.checkReportHeader(m, n, &message, &command);
+        return result != 0 ? result : h.paserDouyinDetectionReport(message, &record);
+    };
     auto u32 = genl::u32Payload;
     const Bytes lookupName = {'z', 0};
     const Bytes counters = genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, u32(1)}, {5, u32(1)}, {6, u32(1)}, {7, u32(1)}});
@@ -303,6 +335,23 @@ TEST(ReceivedMessages, AreBoundedByTheirLengthAndAttributesByTheirType) {
         {"throughput report", report, counters, 0, 0, nullptr},
         {"counter past nlmsg_len", report, counters, static_cast<uint32_t>(counters.size() - 8), 0,
          "The report ends before the attribute type 7"},
+        {"counter running past nlmsg_len", report, counters, static_cast<uint32_t>(counters.size() - 4), 0,
+         "The report ends before the attribute type 7"},
+        {"other type for the uid", report, genl::message(kFamily, 5, Attrs{{4, u32(kUid)}}), 0, 0,
+         "We hope get the UID, but get the type: 4"},
+        {"other type for outPkts", report, genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, u32(1)}, {6, u32(1)}}),
+         0, 0, "We hope get the outPkts, but get the type: 6"},
+        {"other type for inbytes", report,
+         genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, u32(1)}, {5, u32(1)}, {7, u32(1)}}), 0, 0,
+         "We hope get the inbytes, but get the type: 7"},
+        {"other type for outbytes", report,
+         genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, u32(1)}, {5, u32(1)}, {6, u32(1)}, {6, u32(1)}}), 0, 0,
+         "We hope get the outbytes, but get the type: 6"},
+        {"other type for cur_index", aweme, genl::message(kFamily, 6, Attrs{{1, u32(kUid)}, {9, u32(0)}, {11, u32(0)}}),
+         0, 0, "We hope get the cur_index, but get the type: 11"},
+        {"other type for the stall info", aweme,
+         genl::message(kFamily, 6, Attrs{{1, u32(kUid)}, {9, u32(0)}, {10, u32(0)}, {11, u32(1)}, {12, u32(1)}, {3, {}}}),
+         0, 0, "We hope get the stall info, but get the type: 3"},
         {"two-byte counter", report, genl::message(kFamily, 5, Attrs{{1, u32(kUid)}, {4, {1, 0}}}), 0, 0,
          "The attribute type 4 carries 2 bytes instead of 4"},
         {"report without its command", report, counters, 18, 0, "netlink header is invalid when recv the report:27"},

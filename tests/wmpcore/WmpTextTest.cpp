@@ -68,6 +68,7 @@ TEST(NumberText, ParsingAndOutOfRangeValuesStayDefined) {
     EXPECT_EQ(strToFloat("abc") + strToFloat(""), 0.0f);
     EXPECT_EQ(truncToInt(-61.7f), -61);
     EXPECT_EQ(truncToInt(1e30f), INT32_MAX);
+    EXPECT_EQ(truncToInt(2147483648.0f), INT32_MAX);
     EXPECT_EQ(truncToInt(-1e30f), INT32_MIN);
     EXPECT_EQ(truncToInt(std::nanf("")), 0);
     EXPECT_EQ(parseInt("12abc"), 12);

@@ -83,6 +83,8 @@ class WmpCoreJniTest {
         for (Native n : clusterData) {
             assertEquals(expected, n.call(rows.toArray(new String[0]), params));
         }
+        trainData.get(0).call(new String[] {null, "batch,b1", "1,-50"}, null);  // a null row is a row
+        assertEquals(1, LogCapture.count(4, "WmpCore:", "trainData begin,rawFingers.size = 3"), LogCapture::dump);
         for (Native n : trainData) {
             assertEquals("batch,label,timestamp,link_speed,prelabel;", n.call(null, null));
             assertEquals("batch,label,timestamp,link_speed,prelabel;", n.call(new String[] {null, null}, null));
