@@ -34,73 +34,48 @@ constexpr int kCmdStop = 2;
 constexpr char kLogTag[] = "ZvQoEJNI";
 
 // The VM and the adapter as the session sees them: attaching may fail, the
-// callback method may be missing, and what arrives is recorded.
+// callback method may be missing; what arrives is recorded. Every field is
+// read and written under the lock, through with().
 class StandInJava : public StallWorkerVm {
 public:
-    bool attach() override {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (mAttachFails) return false;
-        ++mAttached;
-        return true;
-    }
-    void detach(bool) override {
-        std::lock_guard<std::mutex> lock(mLock);
-        --mAttached;
-    }
-
-    class Callback : public StallCallback {
-    public:
-        explicit Callback(StandInJava& java) : mJava(java) { mJava.changeHeld(+1); }
-        ~Callback() override { mJava.changeHeld(-1); }
-        int call(const StallReport& report) override { return mJava.record(report); }
-
-    private:
-        StandInJava& mJava;
+    struct State {
+        bool attachFails = false;
+        bool callbackMissing = false;
+        int attached = 0;
+        int held = 0;  // adapter references alive
+        std::vector<StallReport> calls;
     };
+
+    template <typename F>
+    auto with(F&& f) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mChanged.notify_all();
+        return f(mState);
+    }
+    bool attach() override { return with([](State& s) { return !s.attachFails && ++s.attached > 0; }); }
+    void detach(bool) override { with([](State& s) { return --s.attached; }); }
     StallSession::CallbackFactory factory() {
         return [this] { return std::make_shared<Callback>(*this); };
     }
-
-    void setAttachFails(bool fails) { locked([&] { mAttachFails = fails; }); }
-    void setCallbackMissing(bool missing) { locked([&] { mCallbackMissing = missing; }); }
-    std::vector<StallReport> calls() const {
-        std::lock_guard<std::mutex> lock(mLock);
-        return mCalls;
-    }
-    bool waitCalls(size_t count) const {
+    bool waitCalls(size_t count) {
         std::unique_lock<std::mutex> lock(mLock);
-        return mChanged.wait_for(lock, kWait, [&] { return mCalls.size() >= count; });
+        return mChanged.wait_for(lock, kWait, [&] { return mState.calls.size() >= count; });
     }
-    int attached() const {
-        std::lock_guard<std::mutex> lock(mLock);
-        return mAttached;
-    }
-    int held() const {
-        std::lock_guard<std::mutex> lock(mLock);
-        return mHeld;
-    }
+    std::vector<StallReport> calls() { return with([](State& s) { return s.calls; }); }
 
 private:
-    void locked(const std::function<void()>& change) {
-        std::lock_guard<std::mutex> lock(mLock);
-        change();
-    }
-    void changeHeld(int by) { locked([&] { mHeld += by; }); }
-    int record(const StallReport& report) {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (mCallbackMissing) return -1;
-        mCalls.push_back(report);
-        mChanged.notify_all();
-        return 0;
-    }
+    struct Callback : StallCallback {
+        explicit Callback(StandInJava& java) : mJava(java) { mJava.with([](State& s) { return ++s.held; }); }
+        ~Callback() override { mJava.with([](State& s) { return --s.held; }); }
+        int call(const StallReport& report) override {
+            return mJava.with([&](State& s) { return s.callbackMissing ? -1 : (s.calls.push_back(report), 0); });
+        }
+        StandInJava& mJava;
+    };
 
-    mutable std::mutex mLock;
-    mutable std::condition_variable mChanged;
-    std::vector<StallReport> mCalls;
-    int mAttached = 0;
-    int mHeld = 0;
-    bool mAttachFails = false;
-    bool mCallbackMissing = false;
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    State mState;
 };
 
 size_t sentCommands(int command) {
@@ -132,8 +107,7 @@ protected:
             return sessionSocketClosed();
         }));
         EXPECT_TRUE(session.waitIdle(kWait));
-        EXPECT_EQ(0, java.attached());
-        EXPECT_EQ(0, java.held());
+        EXPECT_EQ(0, java.with([](auto& s) { return s.attached + s.held; }));
     }
     int command(int cmd, int sceneCode, int uid = kUid, int algoType = 0, int userType = 0) {
         const SessionValues values{uid, sceneCode, algoType, userType};
@@ -155,7 +129,7 @@ protected:
 TEST_F(StallEmulator, VideoCallReportsFrameResultsAndSilenceThenStops) {
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVideoCall));
     ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 1; }));
-    EXPECT_EQ(1, java.attached());
+    EXPECT_EQ(1, java.with([](auto& s) { return s.attached; }));
     // A stall (50 packets in two seconds) passes the service's latest result on.
     android::sp<VeltroFrameDetectListener> listener = new VeltroFrameDetectListener(session);
     listener->NotifyToQesta({5, 60, 0});
@@ -204,7 +178,7 @@ TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorkerAndLeaveTheEngineFree) {
     EXPECT_EQ(0u, sentCommands(kCmdStop));
 
     // No callback method: the first report ends the session.
-    java.setCallbackMissing(true);
+    java.with([](auto& s) { return s.callbackMissing = true; });
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
     ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 2; }));
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));
@@ -212,17 +186,17 @@ TEST_F(StallEmulator, SetupAndJavaFailuresEndTheWorkerAndLeaveTheEngineFree) {
     EXPECT_TRUE(sessionSocketClosed());
     EXPECT_EQ(1u, sentCommands(kCmdStop));
     EXPECT_TRUE(java.calls().empty());
-    java.setCallbackMissing(false);
+    java.with([](auto& s) { return s.callbackMissing = false; });
 
     // No environment: nothing could be reported, so collection is stopped and
     // the socket closed, and the next start runs a whole session.
-    java.setAttachFails(true);
+    java.with([](auto& s) { return s.attachFails = true; });
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
     ASSERT_TRUE(session.waitIdle(kWait));
     EXPECT_EQ(3u, sentCommands(kCmdStart));
     EXPECT_EQ(2u, sentCommands(kCmdStop));
     EXPECT_TRUE(sessionSocketClosed());
-    java.setAttachFails(false);
+    java.with([](auto& s) { return s.attachFails = false; });
     ASSERT_EQ(0, command(kStallCmdStart, scene::kVoiceCall));
     ASSERT_TRUE(waitFor([] { return sentCommands(kCmdStart) == 4; }));
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(genl::pushThroughputReport(kUid, 0, 0, 0, 0));

@@ -115,11 +115,6 @@ void reset() {
     gNacks.clear();
 }
 
-void setFamilyId(int id) {
-    std::lock_guard<std::mutex> guard(gLock);
-    gFamilyId = id;
-}
-
 void nackNext(int error, int count) {
     std::lock_guard<std::mutex> guard(gLock);
     for (int i = 0; i < count; ++i) gNacks.push_back(error);

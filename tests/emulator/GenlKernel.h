@@ -17,9 +17,6 @@ constexpr int kStallInfoSize = 800;
 void kernel(Channel& channel, const Bytes& message);
 // Back to: family "zvkorun" with the default id, positive acks, not silent.
 void reset();
-
-// The id the controller gives "zvkorun"; other names get -ENOENT.
-void setFamilyId(int id);
 // The next `count` acknowledgements carry `error` (a nack when non-zero).
 void nackNext(int error, int count);
 // A silent module acknowledges nothing (the controller still answers).

@@ -37,7 +37,6 @@ struct State {
     std::map<int, std::shared_ptr<Channel>> channels;  // library fd -> kernel end
     std::map<int, std::vector<Bytes>> history;
     std::map<int, size_t> opened;
-    std::map<int, Kernel> kernels;
     std::map<int, Fault> socketFaults, bindFaults, sendFaults;
     std::vector<int> order;  // library fds in opening order
 };
@@ -75,10 +74,10 @@ std::shared_ptr<Channel> channelOf(int fd) {
     });
 }
 
-void installDefaults(State& s) {
-    s.kernels[kMonitorProtocol] = monitorKernel;
-    s.kernels[kPolicyProtocol] = [](Channel&, const Bytes&) {};  // recorded, never answered
-    s.kernels[kGenericProtocol] = genl::kernel;
+// The module behind each protocol; the policy channel is never answered.
+void answer(Channel& channel, const Bytes& message) {
+    if (channel.protocol() == kMonitorProtocol) monitorKernel(channel, message);
+    if (channel.protocol() == kGenericProtocol) genl::kernel(channel, message);
 }
 
 }  // namespace
@@ -94,14 +93,9 @@ void reset() {
         s.socketFaults.clear();
         s.bindFaults.clear();
         s.sendFaults.clear();
-        installDefaults(s);
     });
     resetQoeKernel();
     genl::reset();
-}
-
-void setKernel(int protocol, Kernel kernel) {
-    locked([&](State& s) { s.kernels[protocol] = std::move(kernel); });
 }
 
 std::vector<Bytes> sent(int protocol) {
@@ -158,10 +152,7 @@ using namespace kemu;
 extern "C" __attribute__((visibility("default"))) int socket(int domain, int type, int protocol) {
     static const auto realSocket = real<int(int, int, int)>("socket");
     if (domain != AF_NETLINK || !isEmulated(protocol)) return realSocket(domain, type, protocol);
-    bool failed = locked([&](State& s) {
-        if (s.kernels.empty()) installDefaults(s);
-        return takeFault(s.socketFaults, protocol);
-    });
+    bool failed = locked([&](State& s) { return takeFault(s.socketFaults, protocol); });
     int pair[2];
     if (failed || socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, pair) != 0) return -1;
     locked([&](State& s) {
@@ -192,17 +183,11 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendto(int fd, const v
     auto channel = channelOf(fd);
     if (!channel) return realSendto(fd, buf, len, flags, addr, alen);
     Bytes message(static_cast<const uint8_t*>(buf), static_cast<const uint8_t*>(buf) + len);
-    Kernel kernel;
-    bool failed = locked([&](State& s) {
-        if (takeFault(s.sendFaults, channel->protocol())) return true;
-        kernel = s.kernels[channel->protocol()];
-        return false;
-    });
-    if (failed) return -1;
+    if (locked([&](State& s) { return takeFault(s.sendFaults, channel->protocol()); })) return -1;
     // The kernel answers before the message shows in the history, as a real
     // one has queued its reply by the time sendto returns: a test that saw
     // the request and then delivers a report must find it behind the reply.
-    if (kernel) kernel(*channel, message);
+    answer(*channel, message);
     locked([&](State& s) { s.history[channel->protocol()].push_back(message); });
     state().changed.notify_all();
     return static_cast<ssize_t>(len);

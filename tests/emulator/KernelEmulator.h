@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <vector>
 
 namespace kemu {
@@ -39,13 +38,8 @@ private:
     uint32_t mBoundPort = 0;
 };
 
-// A protocol's kernel: called on the sending thread for every message the
-// library sends on that protocol, before it is recorded.
-using Kernel = std::function<void(Channel&, const Bytes&)>;
-
-// Forgets history and faults and puts the default kernels back.
+// Forgets history and faults, and the kernels' settings.
 void reset();
-void setKernel(int protocol, Kernel kernel);
 
 // Messages the library sent on a protocol, oldest first.
 std::vector<Bytes> sent(int protocol);

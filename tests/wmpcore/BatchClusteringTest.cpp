@@ -31,16 +31,6 @@ TEST(WeightAverage, TruncatedRunningSumWeightShareAndEmptyBatches) {
     EXPECT_TRUE(computeWeightAverage(noBssids, 1, Param{}).second.empty());
 }
 
-TEST(BatchClustering, RecordsOfABatchWithoutANodeGetLabelZero) {
-    // Batch 5 is node 0, but its records look up node 4.
-    DataSet ds = build({"batch,b1", "5,-40", "5,-41"});
-    reSetDataSet(ds, Param{});
-    batchClustering(ds, Param{});
-    EXPECT_EQ(ds.batchClusters.size(), 1U);
-    EXPECT_EQ(ds.records[0].prelabel, 0);
-    EXPECT_EQ(ds.clusterMap, (std::map<int32_t, int32_t>{{0, 2}}));
-}
-
 TEST(ClusterFilter, SmallClustersGoAndTheRestAreRenumbered) {
     DataSet ds;
     ds.bssids = {"everywhere", "onlyInSmall"};

@@ -56,16 +56,5 @@ TEST(DataSetBuild, ColumnsZeroLevelsAndRowsOfAnyShape) {
                                "0,0,C,,,inf,inf;");
 }
 
-TEST(DataSetReset, AppendsBatchesEveryTime) {
-    DataSet ds = build({"batch,b1", "2,-1", "5,-1", "2,-1"});
-    mqqoe::testing::LogCapture log;
-    reSetDataSet(ds, Param{});
-    EXPECT_TRUE(log.contains(4, "WmpCore:", "getNewDataSet begin,recordNum = 3,newbssids.size = 1"));
-    EXPECT_EQ(ds.batches, (std::vector<int32_t>{2, 5, 2, 2, 5, 2}));
-    reSetDataSet(ds, Param{});
-    EXPECT_EQ(ds.batches.size(), 9U);
-    EXPECT_EQ(ds.batchSet, (std::set<int32_t>{2, 5}));
-}
-
 }  // namespace
 }  // namespace wmpcore

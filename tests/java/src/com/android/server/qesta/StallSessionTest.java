@@ -1,23 +1,19 @@
 package com.android.server.qesta;
 
-import static com.android.server.qesta.StallSessions.START;
-import static com.android.server.qesta.StallSessions.STOP;
-import static com.android.server.qesta.StallSessions.STOP_ALGO;
-import static com.android.server.qesta.StallSessions.WAIT_MS;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.android.server.qesta.StallSessions.Callback;
-import com.android.server.qesta.StallSessions.Recorder;
-import com.android.server.qesta.StallSessions.Reports;
 import com.android.server.qesta.testing.GenlKernel;
 import com.android.server.qesta.testing.KernelEmulator;
 import com.android.server.qesta.testing.LogCapture;
 import com.android.server.qesta.testing.PlatformStandIns;
 
+import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.atomic.AtomicReference;
 
@@ -34,15 +30,71 @@ import org.junit.jupiter.api.Test;
  * status machine are covered in C++ (StallRuleTest, StallEmulatorTest).
  */
 class StallSessionTest {
+    private static final int START = 24;
+    private static final int STOP = 25;
+    private static final int STOP_ALGO = 26;
+    private static final long WAIT_MS = 5000;
     private static final int UID = 10086;
     private static final int INFO = 4;
     private static final String TAG = "ZvQoEJNI";
     // The short-video defaults packed one per nibble: m1s 3, mR1s 4, m2s 2, mR2s 3, then 1s.
     private static final int AWEME_DEFAULTS = 0x11113243;
 
+    private record Callback(int value, int scene, int kind, boolean flag) {}
+
+    /** The callbacks the Java side receives, and the thread they came on. */
+    private static final class Recorder implements ZvQestaJniAdapter.StallListener {
+        final List<Callback> callbacks = new ArrayList<>();
+        Thread worker;
+
+        @Override
+        public synchronized void onStall(int value, int scene, int kind, boolean flag) {
+            callbacks.add(new Callback(value, scene, kind, flag));
+            worker = Thread.currentThread();
+            notifyAll();
+        }
+
+        synchronized boolean await(int count) throws InterruptedException {
+            long deadline = System.currentTimeMillis() + WAIT_MS;
+            for (long left = WAIT_MS; callbacks.size() < count && left > 0; left = deadline - System.currentTimeMillis()) {
+                wait(left);
+            }
+            return callbacks.size() >= count;
+        }
+    }
+
     private final ZvQestaJniAdapter adapter = new ZvQestaJniAdapter();
     private final Recorder recorder = new Recorder();
-    private final Reports reports = new Reports(adapter, UID);
+    private long mIn;
+    private long mOut;
+
+    /** Starts a session once the last one has ended, and waits until the kernel got START. */
+    private int start(int scene, int algo) throws InterruptedException {
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        int result;
+        while ((result = adapter.nativeSendQoeStallDetectCmd(START, UID, scene, algo, 0)) != 0
+                && System.currentTimeMillis() < deadline) {
+            Thread.sleep(2);
+        }
+        assertTrue(GenlKernel.waitForCommand(GenlKernel.CMD_START, 1, WAIT_MS));
+        return result;
+    }
+
+    private void push(int inPkts, int inBytes, int outBytes) {
+        mIn += inBytes;
+        mOut += outBytes;
+        assertTrue(GenlKernel.pushThroughputReport(UID, inPkts, inPkts / 2, inBytes, outBytes));
+    }
+
+    /** Pushes one report with traffic and waits until the worker took it in: its totals moved on. */
+    private void pushAndWait(int inPkts, int inBytes, int outBytes) throws InterruptedException {
+        push(inPkts, inBytes, outBytes);
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        while (!Arrays.equals(new long[] {mOut, mIn}, adapter.nativeGetCurrTotalTraffic())) {
+            assertTrue(System.currentTimeMillis() < deadline, "the worker did not take the report in");
+            Thread.sleep(1);
+        }
+    }
 
     @BeforeAll
     static void frameListener() {
@@ -75,32 +127,30 @@ class StallSessionTest {
 
     @Test
     void videoCallReportsFrameResultsAndSilenceToJavaAndKeepsTheTotals() throws Exception {
-        assertEquals(0, StallSessions.start(adapter, UID, 100106, 0, 0));
+        assertEquals(0, start(100106, 0));
         // 2000 ms reports (N = 3): a stall passes the service's latest result on.
         PlatformStandIns.veltroNotify(9);
-        assertTrue(reports.pushAndWait(50, 5000, 1000));
+        pushAndWait(50, 5000, 1000);
         for (int i = 0; i < 3; i++) {
-            reports.push(0, 0, 0);  // the third silent pass reports
+            push(0, 0, 0);  // the third silent pass reports
         }
-        assertTrue(recorder.await(2, WAIT_MS));
+        assertTrue(recorder.await(2));
         assertEquals(List.of(new Callback(9, 100106, 1, false), new Callback(1, 100106, 0, false)),
-                recorder.callbacks());
-        assertTrue(recorder.onWorkerThread(), "the callback runs on the library's own thread");
+                recorder.callbacks);
+        assertNotEquals(Thread.currentThread(), recorder.worker, "the callback runs on the library's own thread");
         assertArrayEquals(new long[] {1000, 5000}, adapter.nativeGetCurrTotalTraffic());
-        assertTrue(StallSessions.endWithForeignReport(UID, false));
     }
 
     @Test
     void shortVideoStallArrivesWithItsFlagSet() throws Exception {
-        assertEquals(0, StallSessions.start(adapter, UID, 100501, AWEME_DEFAULTS, 0));
+        assertEquals(0, start(100501, AWEME_DEFAULTS));
         long[][] entry = {{0, 0, 1_000_000, 0, 0, 1, 10}};
         GenlKernel.pushAwemeReport(UID, 0, 0, 1, 1, entry, new String[] {"v0"});
         for (int i = 0; i < 3; i++) {
             GenlKernel.pushAwemeReport(UID, 0, 0, 1, 2, entry, new String[] {"v0"});
         }
-        assertTrue(recorder.await(1, WAIT_MS));
-        assertEquals(new Callback(0, 100501, 0, true), recorder.callbacks().get(0));
-        assertTrue(StallSessions.endWithForeignReport(UID, true));
+        assertTrue(recorder.await(1));
+        assertEquals(new Callback(0, 100501, 0, true), recorder.callbacks.get(0));
     }
 
     @Test
@@ -119,18 +169,17 @@ class StallSessionTest {
             recorder.onStall(value, scene, kind, flag);
             throw new IllegalStateException("listener failed");
         });
-        assertEquals(0, StallSessions.start(adapter, UID, 100105, 0, 0));
+        assertEquals(0, start(100105, 0));
         for (int i = 0; i < 7; i++) {
-            reports.push(0, 0, 0);
+            push(0, 0, 0);
         }
-        assertTrue(recorder.await(3, WAIT_MS));  // passes 5-7
+        assertTrue(recorder.await(3));  // passes 5-7
         assertEquals(3, LogCapture.count(INFO, TAG,
                 "handleReportStallInfo threw java.lang.IllegalStateException: listener failed"), LogCapture::dump);
         assertEquals(0, adapter.nativeSendQoeStallDetectCmd(STOP, UID, 100105, 0, 0));
-        reports.push(40, 4000, 800);
-        assertTrue(StallSessions.waitClosed());
-        recorder.worker().join(WAIT_MS);  // the worker detaches with nothing pending
-        assertFalse(recorder.worker().isAlive());
+        push(40, 4000, 800);
+        recorder.worker.join(WAIT_MS);  // the worker detaches with nothing pending
+        assertFalse(recorder.worker.isAlive());
         assertNull(escaped.get());
     }
 }
