@@ -69,10 +69,6 @@ JNIEXPORT jint JNICALL TESTING(KernelEmulator, socketsOpened)(JNIEnv*, jclass, j
     return static_cast<jint>(kemu::socketsOpened(protocol));
 }
 
-JNIEXPORT void JNICALL TESTING(KernelEmulator, failNextSocket)(JNIEnv*, jclass, jint protocol, jint err) {
-    kemu::failNextSocket(protocol, err);
-}
-
 JNIEXPORT void JNICALL TESTING(KernelEmulator, failSends)(JNIEnv*, jclass, jint protocol, jint count, jint err) {
     kemu::failSends(protocol, count, err);
 }

@@ -10,7 +10,6 @@ import com.android.server.qesta.testing.PlatformStandIns;
 
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
-import java.util.function.IntSupplier;
 
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
@@ -88,44 +87,6 @@ class PolicyChannelTest {
         for (String line : new String[] {"mplk resetSK OK of 10123\n", "mplk closeSK OK of 10123\n",
                 "mplk bindNW 10123 to 100 OK\n", "mplk bindNW 10123 to 0 OK\n"}) {
             assertTrue(LogCapture.contains(4, TAG, line), line);
-        }
-    }
-
-    @Test
-    void eachFailureGivesItsCodeAndLineAndTheNextCallRecovers() {
-        Object[][] natives = {
-            {(IntSupplier) () -> adapter.nativeResetProcessSockets(1000), 61443, "resetSK", "resetSK"},
-            {(IntSupplier) () -> adapter.nativeCloseProcessSockets(5, 1000), 61444, "closeSK", "closeSK"},
-            {(IntSupplier) () -> adapter.nativeBindUidProcessToNetwork(100, 1000), 61445, "bindNW", "bindNW"},
-            {(IntSupplier) () -> adapter.nativeBindUidProcessToNetwork(0, 1000), 61446, "bindNW", "unbindNW"},
-            {(IntSupplier) () -> adapter.nativeSetDpiMarkRule(1, 2, 1), -1, "dpi", "dpi"},
-        };
-        for (Object[] n : natives) {
-            IntSupplier call = (IntSupplier) n[0];
-            int sendFailure = (int) n[1];
-            boolean dpi = sendFailure == -1;
-            String where = (String) n[3];
-            dropChannel();
-            KernelEmulator.failNextSocket(POLICY, 24 /* EMFILE */);
-            assertEquals(dpi ? -1 : 61441, call.getAsInt(), where);
-            KernelEmulator.failSends(POLICY, 1, 111 /* ECONNREFUSED */);
-            assertEquals(dpi ? -1 : 61442, call.getAsInt(), where);
-            assertEquals(0, KernelEmulator.openSockets(POLICY), where);
-            assertEquals(0, call.getAsInt(), where);
-            KernelEmulator.failSends(POLICY, 1, 105);
-            assertEquals(sendFailure, call.getAsInt(), where);
-            assertEquals(0, KernelEmulator.openSockets(POLICY), where);
-            int before = KernelEmulator.sent(POLICY).length;
-            assertEquals(0, call.getAsInt(), where);
-            assertArrayEquals(message(21, 0), KernelEmulator.sent(POLICY)[before], where);  // registered afresh
-            String[] lines = dpi
-                    ? new String[] {"Failed to initialize netlink socket\n", "Failed to register to kernel\n",
-                        "Failed to send msg to kernel\n"}
-                    : new String[] {"mplk " + n[2] + " init ntl FAIL\n", "mplk " + n[2] + " reg FAIL\n",
-                        "mplk " + n[3] + " FAIL of 1000\n"};
-            for (String line : lines) {
-                assertTrue(LogCapture.contains(6, TAG, line), line + "\n" + LogCapture.dump());
-            }
         }
     }
 

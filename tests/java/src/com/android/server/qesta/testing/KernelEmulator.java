@@ -22,7 +22,6 @@ public final class KernelEmulator {
 
     public static native int socketsOpened(int protocol);
 
-    public static native void failNextSocket(int protocol, int errno);
 
     public static native void failSends(int protocol, int count, int errno);
 
