@@ -118,20 +118,6 @@ TEST(AwemeShortfall, DetectionEndsWithTheVideo) {
     EXPECT_TRUE(log.contains("Korun", "stop detect current video: mStep=3, update flag=0")) << log.dump();
 }
 
-TEST(AwemeRequests, RingKeepsTheLastTenAndRejectsBadIndexes) {
-    LogCapture log;
-    AwemeCatonDetection d;
-    startRequests(d, {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 5});
-    EXPECT_EQ(10, d.mRequestCount);
-    EXPECT_EQ(5, d.mRequests[0]);
-    EXPECT_EQ(1, d.mRequestWrite);
-    AwemeReportPara bad = report(0, 1);
-    bad.detect_index = 10;
-    bool reported = false;
-    EXPECT_EQ(-1, d.inputSample(&bad, nullptr, reported));
-    EXPECT_TRUE(log.contains("Korun", "Invalid index:detect_index=10, cur_index=0"));
-}
-
 TEST(AwemeDetection, SilentDownloadIsAStallAtTheThirdSecond) {
     LogCapture log;
     AwemeCatonDetection d;

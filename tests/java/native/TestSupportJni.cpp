@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@ namespace {
 
 // The C++ suites' capture, installed once for the life of the VM.
 mqqoe::testing::LogCapture* gLog = nullptr;
+
+jintArray intArray(JNIEnv* env, std::initializer_list<jint> values) {
+    jintArray array = env->NewIntArray(static_cast<jsize>(values.size()));
+    if (array != nullptr) env->SetIntArrayRegion(array, 0, static_cast<jsize>(values.size()), values.begin());
+    return array;
+}
 
 }  // namespace
 
@@ -86,12 +93,9 @@ JNIEXPORT void JNICALL TESTING(PlatformStandIns, netdReset)(JNIEnv*, jclass) { n
 JNIEXPORT void JNICALL TESTING(PlatformStandIns, netdSetResult)(JNIEnv*, jclass, jint result) {
     netdStandInSetResult(result);
 }
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdCallCount)(JNIEnv*, jclass) { return netdStandInCallCount(); }
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdLastNetId)(JNIEnv*, jclass) {
-    return static_cast<jint>(netdStandInLastNetId());
-}
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, netdLastUid)(JNIEnv*, jclass) {
-    return static_cast<jint>(netdStandInLastUid());
+JNIEXPORT jintArray JNICALL TESTING(PlatformStandIns, netdCalls)(JNIEnv* env, jclass) {
+    return intArray(env, {netdStandInCallCount(), static_cast<jint>(netdStandInLastNetId()),
+                          static_cast<jint>(netdStandInLastUid())});
 }
 JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroReset)(JNIEnv*, jclass) { veltroStandInReset(); }
 JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroSetDetectedTime)(JNIEnv*, jclass, jlong time) {
@@ -100,16 +104,10 @@ JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroSetDetectedTime)(JNIEnv*,
 JNIEXPORT void JNICALL TESTING(PlatformStandIns, veltroNotify)(JNIEnv*, jclass, jint result) {
     veltroStandInNotify(result);
 }
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroRegisterCount)(JNIEnv*, jclass) {
-    return veltroStandInRegisterCount();
+JNIEXPORT jintArray JNICALL TESTING(PlatformStandIns, veltroCalls)(JNIEnv* env, jclass) {
+    return intArray(env, {veltroStandInRegisterCount(), veltroStandInStartCount(), veltroStandInStopCount(),
+                          veltroStandInLastType()});
 }
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroStartCount)(JNIEnv*, jclass) {
-    return veltroStandInStartCount();
-}
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroStopCount)(JNIEnv*, jclass) {
-    return veltroStandInStopCount();
-}
-JNIEXPORT jint JNICALL TESTING(PlatformStandIns, veltroLastType)(JNIEnv*, jclass) { return veltroStandInLastType(); }
 JNIEXPORT jboolean JNICALL TESTING(PlatformStandIns, veltroWaitRegistrations)(JNIEnv*, jclass, jint count,
                                                                              jint timeoutMs) {
     return veltroStandInWaitRegistrations(count, timeoutMs) != 0;

@@ -83,7 +83,7 @@ class PolicyChannelTest {
         assertArrayEquals(message(45, 6, 10123, 100, 0), last());
         assertEquals(0, adapter.nativeBindUidProcessToNetwork(0, 10123));
         assertArrayEquals(message(45, 7, 10123, 0, 0), last());
-        assertEquals(2, PlatformStandIns.netdCallCount());
+        assertEquals(2, PlatformStandIns.netdCalls()[0]);
         for (String line : new String[] {"mplk resetSK OK of 10123\n", "mplk closeSK OK of 10123\n",
                 "mplk bindNW 10123 to 100 OK\n", "mplk bindNW 10123 to 0 OK\n"}) {
             assertTrue(LogCapture.contains(4, TAG, line), line);
@@ -95,8 +95,7 @@ class PolicyChannelTest {
         PlatformStandIns.netdSetResult(22);
         assertEquals(22, adapter.nativeBindUidProcessToNetwork(100, 10123));
         assertTrue(LogCapture.contains(6, TAG, "mplk bindNW for DNS 10123 to 100 FAIL for cause 22\n"));
-        assertEquals(100, PlatformStandIns.netdLastNetId());
-        assertEquals(10123, PlatformStandIns.netdLastUid());
+        assertArrayEquals(new int[] {1, 100, 10123}, PlatformStandIns.netdCalls());
         assertEquals(0, adapter.nativeHandleSocketStrategy(3, 10123));
         assertTrue(LogCapture.contains(4, TAG, "handleSocketStrategy uid of 10123 , strategy of 3 \n"));
         assertEquals(0, KernelEmulator.socketsOpened(POLICY));

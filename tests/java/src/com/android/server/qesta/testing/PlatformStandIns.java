@@ -12,11 +12,8 @@ public final class PlatformStandIns {
 
     public static native void netdSetResult(int result);
 
-    public static native int netdCallCount();
-
-    public static native int netdLastNetId();
-
-    public static native int netdLastUid();
+    /** {calls, last network id, last uid} of setUidNetworkForProcess. */
+    public static native int[] netdCalls();
 
     public static native void veltroReset();
 
@@ -25,13 +22,8 @@ public final class PlatformStandIns {
     /** Delivers a detection result to the registered listeners from a service thread. */
     public static native void veltroNotify(int result);
 
-    public static native int veltroRegisterCount();
-
-    public static native int veltroStartCount();
-
-    public static native int veltroStopCount();
-
-    public static native int veltroLastType();
+    /** {RegisterListener, StartFrameDetect, StopFrameDetect calls, the last type given}. */
+    public static native int[] veltroCalls();
 
     public static native boolean veltroWaitRegistrations(int count, int timeoutMs);
 }
