@@ -24,26 +24,17 @@ JNIEXPORT jboolean JNICALL GENL(pushThroughputReport)(JNIEnv*, jclass, jint uid,
                                             static_cast<uint32_t>(inBytes), static_cast<uint32_t>(outBytes));
 }
 
-// entries: rows of {index, loadedBase, total, rangeStart, inBytes, timescale, dur}; videos: one key per row.
+// One report whose entry under detection (detectIndex) holds the given figures.
 JNIEXPORT jboolean JNICALL GENL(pushAwemeReport)(JNIEnv* env, jclass, jint uid, jint detectIndex, jint curIndex,
-                                                 jint validNum, jint detectState, jobjectArray entries,
-                                                 jobjectArray videos) {
-    kemu::Bytes stallInfo(kemu::genl::kStallInfoSize, 0);
-    jsize rows = entries != nullptr ? env->GetArrayLength(entries) : 0;
-    for (jsize i = 0; i < rows; ++i) {
-        auto row = static_cast<jlongArray>(env->GetObjectArrayElement(entries, i));
-        jlong v[7] = {};
-        if (row != nullptr && env->GetArrayLength(row) >= 7) env->GetLongArrayRegion(row, 0, 7, v);
-        auto key = static_cast<jstring>(env->GetObjectArrayElement(videos, i));
-        const char* chars = key != nullptr ? env->GetStringUTFChars(key, nullptr) : nullptr;
-        std::string video = chars != nullptr ? chars : "";
-        if (chars != nullptr) env->ReleaseStringUTFChars(key, chars);
-        kemu::genl::setStallEntry(stallInfo, static_cast<int>(v[0]), static_cast<uint64_t>(v[1]),
-                                  static_cast<uint64_t>(v[2]), video, static_cast<uint32_t>(v[3]),
-                                  static_cast<uint32_t>(v[4]), static_cast<int32_t>(v[5]), static_cast<int32_t>(v[6]));
-        env->DeleteLocalRef(row);
-        env->DeleteLocalRef(key);
-    }
+                                                 jint validNum, jint detectState, jlong loadedBase, jlong total,
+                                                 jint rangeStart, jint inBytes, jint timescale, jint dur,
+                                                 jstring video) {
+    kemu::Bytes stallInfo;
+    const char* key = video != nullptr ? env->GetStringUTFChars(video, nullptr) : nullptr;
+    kemu::genl::setStallEntry(stallInfo, detectIndex, static_cast<uint64_t>(loadedBase), static_cast<uint64_t>(total),
+                              key != nullptr ? key : "", static_cast<uint32_t>(rangeStart),
+                              static_cast<uint32_t>(inBytes), timescale, dur);
+    if (key != nullptr) env->ReleaseStringUTFChars(video, key);
     return kemu::genl::pushAwemeReport(uid, static_cast<uint32_t>(detectIndex), static_cast<uint32_t>(curIndex),
                                        static_cast<uint32_t>(validNum), static_cast<uint32_t>(detectState), stallInfo);
 }

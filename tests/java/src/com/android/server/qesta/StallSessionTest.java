@@ -144,10 +144,8 @@ class StallSessionTest {
     @Test
     void shortVideoStallArrivesWithItsFlagSet() throws Exception {
         assertEquals(0, start(100501, AWEME_DEFAULTS));
-        long[][] entry = {{0, 0, 1_000_000, 0, 0, 1, 10}};
-        GenlKernel.pushAwemeReport(UID, 0, 0, 1, 1, entry, new String[] {"v0"});
-        for (int i = 0; i < 3; i++) {
-            GenlKernel.pushAwemeReport(UID, 0, 0, 1, 2, entry, new String[] {"v0"});
+        for (int state : new int[] {1, 2, 2, 2}) {  // a new request, then three seconds with nothing loaded
+            GenlKernel.pushAwemeReport(UID, 0, 0, 1, state, 0, 1_000_000, 0, 0, 1, 10, "v0");
         }
         assertTrue(recorder.await(1));
         assertEquals(new Callback(0, 100501, 0, true), recorder.callbacks.get(0));

@@ -22,12 +22,10 @@ public final class GenlKernel {
 
     public static native boolean pushThroughputReport(int uid, int inPkts, int outPkts, int inBytes, int outBytes);
 
-    /**
-     * One short-video report; {@code entries} rows are
-     * {index, loadedBase, total, rangeStart, inBytes, timescale, dur}, {@code videos} their keys.
-     */
+    /** One short-video report whose entry under detection holds the given figures. */
     public static native boolean pushAwemeReport(int uid, int detectIndex, int curIndex, int validNum,
-            int detectState, long[][] entries, String[] videos);
+            int detectState, long loadedBase, long total, int rangeStart, int inBytes, int timescale, int dur,
+            String video);
 
     /** Family commands sent by the library, oldest first. */
     public static native int[] sentCommands();

@@ -114,10 +114,9 @@ final class StallReplay {
         double time = timeOfNext();
         mOut.println(String.format("   t=%2.0fs report: video %s (entry %d, state %d), %d of %d bytes loaded%s", time,
                 row.video(), row.detectIndex(), row.detectState(), row.loaded(), row.total(), frameText(frames)));
-        long[][] entry = {{row.detectIndex(), row.loadedBase(), row.total(), row.rangeStart(), row.inBytes(),
-            row.timescale(), row.dur()}};
         push(GenlKernel.pushAwemeReport(UID, row.detectIndex(), (int) row.curIndex(), (int) row.validNum(),
-                (int) row.detectState(), entry, new String[] {row.video()}));
+                (int) row.detectState(), row.loadedBase(), row.total(), (int) row.rangeStart(), (int) row.inBytes(),
+                row.timescale(), row.dur(), row.video()));
         record(time, new long[] {row.detectState()}, new long[] {row.loaded(), row.total()}, frames, waitForQuiet());
     }
 
