@@ -1,10 +1,9 @@
-// The per-scene reporting rules, pass by pass, without a worker. The frame
-// hold after a normal pass and the scenes end to end are covered from the JVM
-// (StallSessionTest).
+// The per-scene reporting rules, pass by pass, without a worker.
 
 #include <gtest/gtest.h>
 
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "AppScene.h"
@@ -13,16 +12,11 @@
 namespace mqqoe {
 namespace {
 
-// The frame-detection result as the session keeps it.
+// The frame-detection result as the session keeps it: reading clears it.
 struct Frames : FrameResultSource {
-    int takeFrameResult() override {
-        int taken = value;
-        value = 0;
-        return taken;
-    }
+    int takeFrameResult() override { return std::exchange(value, 0); }
     int value = 0;
-};
-Frames gFrames;
+} gFrames;
 
 struct Outcome {
     bool reported;
@@ -34,10 +28,6 @@ Outcome pass(StallReportRule& rule, int out, int in, int result, bool flag = fal
     o.reported = rule.onResult(out, in, result, flag, &o.report);
     return o;
 }
-
-void setFrameResult(int value) { gFrames.value = value; }
-
-int frameResult() { return gFrames.value; }
 
 // For every run length k of silent passes, the reports start at pass N and
 // repeat on every further silent pass; traffic ends them.
@@ -115,31 +105,31 @@ TEST(FrameRule, AStallBetweenHeavyPassesEndsTheHold) {
         bool passedOn;
     } passes[] = {{0, false}, {2, false}, {2, false}, {1, true}, {2, true}, {0, false}, {2, false}};
     for (size_t i = 0; i < std::size(passes); ++i) {
-        setFrameResult(7);
+        gFrames.value = 7;
         EXPECT_EQ(passes[i].passedOn, pass(rule, 9, 9, passes[i].result).reported) << "pass " << i;
     }
 }
 
 TEST(FrameRule, HeavyTrafficAtTheStartPassesOnNormalPassesClearAndSilenceWins) {
     StallReportRule rule{scene::kVideoCall, 2000, gFrames};
-    setFrameResult(4);
+    gFrames.value = 4;
     Outcome o = pass(rule, 5, 5, 2, true);  // no normal pass yet: not held
     ASSERT_TRUE(o.reported);
     EXPECT_EQ(4, o.report.value);
     EXPECT_EQ(kReportKindFrame, o.report.kind);
     EXPECT_TRUE(o.report.flag);
-    setFrameResult(9);
+    gFrames.value = 9;
     EXPECT_FALSE(pass(rule, 5, 5, 0).reported);
-    EXPECT_EQ(0, frameResult());  // read and cleared
+    EXPECT_EQ(0, gFrames.value);  // read and cleared
     // N = 3 at 2000 ms: the third silent pass is a no-traffic report, the frame result untouched.
     EXPECT_FALSE(pass(rule, 0, 0, 0).reported);
     EXPECT_FALSE(pass(rule, 0, 0, 0).reported);
-    setFrameResult(9);
+    gFrames.value = 9;
     o = pass(rule, 0, 0, 1);
     ASSERT_TRUE(o.reported);
     EXPECT_EQ(kReportKindStall, o.report.kind);
-    EXPECT_EQ(9, frameResult());
-    setFrameResult(0);
+    EXPECT_EQ(9, gFrames.value);
+    gFrames.value = 0;
 }
 
 }  // namespace

@@ -61,8 +61,9 @@ std::pair<std::string, std::string> digestCall(const std::function<std::string()
     const std::string text = call();
     const std::string out = ::testing::internal::GetCapturedStdout();
     std::string trace;
-    for (const auto& line : log.lines()) {
-        trace += std::to_string(line.priority) + "/" + line.tag + ": " + maskWholeSeconds(line.message) + "\n";
+    for (auto line : log.lines()) {
+        line.message = maskWholeSeconds(line.message);
+        trace += mqqoe::testing::format(line) + "\n";
     }
     return {sha256(text), sha256(trace + "stdout:\n" + out)};
 }
