@@ -6,7 +6,6 @@
 
 #include <climits>
 #include <functional>
-#include <string>
 
 #include "KernelChannel.h"
 #include "KernelEmulator.h"

@@ -3,13 +3,11 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <netinet/in.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -247,24 +245,6 @@ TEST_F(TrafficStatsTest, OddUdpLinesAreSkippedAndBlankOnesFailTheCall) {
             EXPECT_TRUE(mLog.contains(ANDROID_LOG_INFO, kTag, c.log)) << mLog.dump();
         }
     }
-}
-
-TEST_F(TrafficStatsTest, ManyReadsLeakNoDescriptor) {
-    mUdp = write("udp", std::string(kUdpHeader) + udpLine(0, 1000));
-    const std::string good = mAccounting, blank = write("blank", "\n"), absent = mDir + "/absent";
-    const std::string unopenable = socketPath("socket");
-    const std::string variants[] = {good, blank, absent, unopenable};
-    auto openDescriptors = [] {
-        auto fds = std::filesystem::directory_iterator("/proc/self/fd");
-        return std::distance(begin(fds), end(fds));
-    };
-    auto before = openDescriptors();
-    for (int i = 0; i < 400; ++i) {
-        mAccounting = variants[i % 4];
-        mUdp6 = variants[(i / 4) % 4];
-        (void)read(i % 3 == 0 ? -1 : 1000, i % 3);
-    }
-    EXPECT_EQ(before, openDescriptors());
 }
 
 }  // namespace

@@ -172,7 +172,6 @@ extern "C" __attribute__((visibility("default"))) int bind(int fd, const sockadd
         errno = EINVAL;
         return -1;
     }
-    channel->setBoundPort(reinterpret_cast<const sockaddr_nl*>(addr)->nl_pid);
     return 0;
 }
 

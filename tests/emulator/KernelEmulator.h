@@ -26,8 +26,6 @@ class Channel {
 public:
     Channel(int protocol, int kernelFd) : mProtocol(protocol), mKernelFd(kernelFd) {}
     int protocol() const { return mProtocol; }
-    uint32_t boundPort() const { return mBoundPort; }
-    void setBoundPort(uint32_t port) { mBoundPort = port; }
     // Queues one datagram for the library to receive. False if it is closed.
     bool deliver(const Bytes& message) const;
     int kernelFd() const { return mKernelFd; }
@@ -35,7 +33,6 @@ public:
 private:
     int mProtocol;
     int mKernelFd;
-    uint32_t mBoundPort = 0;
 };
 
 // Forgets history and faults, and the kernels' settings.

@@ -2,7 +2,6 @@
 // own scanners and their fixed buffers.
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 #include "TrafficStats.h"

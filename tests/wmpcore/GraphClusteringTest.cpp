@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "GraphClustering.h"
 #include "LogCapture.h"
 
@@ -20,15 +19,6 @@ std::vector<float> heardAt(size_t columns, std::initializer_list<size_t> heard) 
     std::vector<float> v(columns, 0.0f);
     for (size_t k : heard) v[k] = -50.0f;
     return v;
-}
-
-TEST(GraphClustering, GroupsOfNoneOneAndThreeBatches) {
-    EXPECT_EQ(cluster({}).groupNum, 0);
-    EXPECT_EQ(cluster({{1, {-50.0f}}}).groupOf, (std::map<int32_t, int32_t>{{0, 1}}));
-    const auto r = cluster({{1, {-50.0f, -60.0f}}, {2, {-52.0f, -61.0f}}, {3, {0.0f, 0.0f}}});
-    EXPECT_EQ(r.groups, (Groups{{0, 1}, {2}}));
-    EXPECT_EQ(r.groupSizes, (std::vector<int32_t>{2, 1}));
-    EXPECT_EQ(r.groupOf, (std::map<int32_t, int32_t>{{0, 1}, {1, 1}, {2, 2}}));
 }
 
 TEST(GraphClustering, JoinNeedsSharedAccessPointsAndATruncatedDistanceBelowMaxDist) {

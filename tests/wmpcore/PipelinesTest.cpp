@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
-#include <optional>
 #include <random>
 
 #include "ClusterQuality.h"
 #include "LogCapture.h"
 #include "SyntheticBuilding.h"
-#include "UjiIndoorLoc.h"
 #include "WmpPipelines.h"
 
 namespace wmpcore {
