@@ -11,8 +11,6 @@ public final class GenlKernel {
     public static final int ATTR_UID = 1;
     public static final int ATTR_DETECT_CLASS = 2;
     public static final int ATTR_INTERVAL = 3;
-    public static final int ATTR_DETECT_INDEX = 9;
-    public static final int ATTR_DETECT_STATE = 12;
 
     static {
         System.loadLibrary("mqqoe_test_jni");
