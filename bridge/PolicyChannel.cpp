@@ -77,7 +77,8 @@ int PolicyChannel::setDpiMarkRule(int first, int second, int enable) {
 
 int PolicyChannel::resetProcessSockets(int uid) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (int failed = openForSockets("mplk resetSK init ntl FAIL\n", "mplk resetSK reg FAIL\n"); failed != kPolicyOk) return failed;
+    const int opened = openForSockets("mplk resetSK init ntl FAIL\n", "mplk resetSK reg FAIL\n");
+    if (opened != kPolicyOk) return opened;
     ResetRecord record;
     record.uid = uid;
     if (!send(kPolicyResetSockets, record)) {
@@ -90,7 +91,8 @@ int PolicyChannel::resetProcessSockets(int uid) {
 
 int PolicyChannel::closeProcessSockets(int first, int second) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (int failed = openForSockets("mplk closeSK init ntl FAIL\n", "mplk closeSK reg FAIL\n"); failed != kPolicyOk) return failed;
+    const int opened = openForSockets("mplk closeSK init ntl FAIL\n", "mplk closeSK reg FAIL\n");
+    if (opened != kPolicyOk) return opened;
     CloseRecord record;
     record.first = first;
     record.second = second;
@@ -110,7 +112,8 @@ int PolicyChannel::bindUidProcessToNetwork(int netId, int uid) {
         return cause;
     }
     std::lock_guard<std::mutex> lock(mLock);
-    if (int failed = openForSockets("mplk bindNW init ntl FAIL\n", "mplk bindNW reg FAIL\n"); failed != kPolicyOk) return failed;
+    const int opened = openForSockets("mplk bindNW init ntl FAIL\n", "mplk bindNW reg FAIL\n");
+    if (opened != kPolicyOk) return opened;
     BindRecord record;
     record.uid = uid;
     record.netId = netId;
