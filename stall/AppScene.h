@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "KorunProtocol.h"
+
 namespace scene {
 
 constexpr int32_t kVoiceCall = 100105;          // messaging voice call
@@ -15,6 +17,13 @@ constexpr int32_t kShortVideoKey = 100901;      // short video, "/video/" key va
 constexpr bool isCall(int32_t code) { return code == kVoiceCall || code == kVideoCall; }
 constexpr bool isShortVideo(int32_t code) {
     return code == kShortVideo || code == kShortVideoPicture || code == kShortVideoKey;
+}
+
+// The detection class told to the kernel for a scene, -1 for none.
+constexpr int32_t detectionClass(int32_t code) {
+    if (isCall(code)) return korun::kClassCall;
+    if (code == kShortVideoPicture) return korun::kClassShortVideoPicture;
+    return isShortVideo(code) ? korun::kClassShortVideo : -1;
 }
 
 }  // namespace scene

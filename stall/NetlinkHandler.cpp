@@ -3,6 +3,7 @@
 #include "AppScene.h"
 #include "AudioCatonDetection.h"
 #include "AwemeCatonDetection.h"
+#include "KorunReports.h"
 #include "MessageBuilder.h"
 #include "Netlink.h"
 #include "SearchKeys.h"
@@ -12,7 +13,6 @@
 
 #include <errno.h>
 #include <pthread.h>
-#include <sys/socket.h>
 
 #include <cstring>
 #include <new>
@@ -20,11 +20,15 @@
 namespace {
 
 constexpr uint32_t kPortMask = 0x0FFFFFFF;
-constexpr int kPollAttempts = 5;
 constexpr int kKeepAliveEvery = 5;
 // The ack/report wait is interval x 3,000,000 ms in 32-bit arithmetic: it
 // wraps (negative for a 1000 ms interval, i.e. no limit), which is relied on.
 constexpr uint32_t kPollTimeoutFactor = 3000000;
+constexpr char kAckRecvFailure[] = "recv the ack fail";
+// The report path keeps the lookup's wording for a failed receive.
+constexpr char kReportRecvFailure[] = "recv family ID fail";
+
+static_assert(sizeof(genl_msg) == nl::GenlChannel::kReceiveCapacity, "one received message fills the buffer");
 
 nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     nl_attr_data attr{};
@@ -34,78 +38,30 @@ nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     return attr;
 }
 
-// Logs a report attribute of another type where `wanted` belongs.
-void logUnexpectedAttr(uint16_t wanted, uint16_t got) {
-    switch (wanted) {
-        case KORUN_ATTR_UID:
-            KLOGE("We hope get the UID, but get the type: %d", got);
+// A failed wait for an ack or a report, in the words each has always used.
+void logWaitFailure(const nl::ChannelFailure& failure, const char* recvFailure) {
+    switch (failure.error) {
+        case nl::ChannelError::kPoll:
+            KLOGE("poll failed, ret:%d, errno:%s", -1, strerror(failure.savedErrno));
             break;
-        case KORUN_ATTR_IN_PKTS:
-            KLOGE("We hope get the inPkts, but get the type: %d", got);
+        case nl::ChannelError::kTimeout:
+            KLOGE("poll timeout");
             break;
-        case KORUN_ATTR_OUT_PKTS:
-            KLOGE("We hope get the outPkts, but get the type: %d", got);
+        case nl::ChannelError::kReceive:
+            KLOGE("%s", recvFailure);
             break;
-        case KORUN_ATTR_IN_BYTES:
-            KLOGE("We hope get the inbytes, but get the type: %d", got);
+        case nl::ChannelError::kMalformed:
+            KLOGE("netlink header is invalid when recv the ack");
             break;
-        case KORUN_ATTR_OUT_BYTES:
-            KLOGE("We hope get the outbytes, but get the type: %d", got);
+        case nl::ChannelError::kNotAnAck:
+            KLOGE("receive the invalid message type=%d when recv the ack", failure.messageType);
             break;
-        case KORUN_ATTR_DETECT_INDEX:
-            KLOGE("We hope get the cur_detect_index, but get the type: %d", got);
-            break;
-        case KORUN_ATTR_CUR_INDEX:
-            KLOGE("We hope get the cur_index, but get the type: %d", got);
-            break;
-        case KORUN_ATTR_VALID_NUM:
-        case KORUN_ATTR_DETECT_STATE:  // the state word shares the valid_num wording
-            KLOGE("We hope get the valid_num, but get the type: %d", got);
+        case nl::ChannelError::kNack:
+            KLOGE("received the nack=%d", failure.nack);
             break;
         default:
-            KLOGE("We hope get the stall info, but get the type: %d", got);
             break;
     }
-}
-
-// A report's attributes come in a fixed order: the next one must be of
-// `type`, and anything else (another type, or none) rejects the report.
-bool expectAttr(nl::AttrWalker& walker, uint16_t type, nl::Attr* attr) {
-    if (!walker.next(attr)) {
-        KLOGE("The report ends before the attribute type %d", type);
-        return false;
-    }
-    if (attr->type() != type) {
-        logUnexpectedAttr(type, attr->type());
-        return false;
-    }
-    return true;
-}
-
-// The next attribute, of `type` and exactly `size` payload bytes, into `out`.
-bool expectFixed(nl::AttrWalker& walker, uint16_t type, void* out, size_t size) {
-    nl::Attr attr;
-    if (!expectAttr(walker, type, &attr)) return false;
-    if (!attr.getFixed(out, size)) {
-        KLOGE("The attribute type %d carries %zu bytes instead of %zu", type, attr.payloadLength(), size);
-        return false;
-    }
-    return true;
-}
-
-bool expectU32(nl::AttrWalker& walker, uint16_t type, uint32_t* value) {
-    return expectFixed(walker, type, value, sizeof(*value));
-}
-
-// The first attribute of every report: the uid it belongs to.
-bool expectOwnUid(nl::AttrWalker& walker, int32_t uid) {
-    uint32_t reportUid;
-    if (!expectU32(walker, KORUN_ATTR_UID, &reportUid)) return false;
-    if (static_cast<int32_t>(reportUid) != uid) {
-        KLOGE("We get the other owner's report: %d, our uid is %d", static_cast<int32_t>(reportUid), uid);
-        return false;
-    }
-    return true;
 }
 
 }  // namespace
@@ -114,26 +70,19 @@ NetlinkHandler::NetlinkHandler() = default;
 
 NetlinkHandler::~NetlinkHandler() = default;
 
-// ---- socket, family lookup, messages ----
+// ---- channel, family lookup, messages ----
 
 int NetlinkHandler::setupSocket() {
-    mPortId = static_cast<uint32_t>(pthread_self()) & kPortMask;
-    mSock.reset(socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_GENERIC));
-    if (mSock.get() < 0) {
-        KLOGE("Unable to create netlink socket: %s", strerror(errno));
-        mSock.reset();
+    if (!mChannel.open(static_cast<uint32_t>(pthread_self()) & kPortMask)) {
+        const nl::ChannelFailure& failure = mChannel.failure();
+        if (failure.error == nl::ChannelError::kSocket) {
+            KLOGE("Unable to create netlink socket: %s", strerror(failure.savedErrno));
+        } else {
+            KLOGE("Unable to bind netlink socket: %s", strerror(failure.savedErrno));
+        }
         return -1;
     }
-    sockaddr_nl local{};
-    local.nl_family = AF_NETLINK;
-    local.nl_pid = mPortId;
-    local.nl_groups = 0;
-    if (bind(mSock.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) < 0) {
-        KLOGE("Unable to bind netlink socket: %s", strerror(errno));
-        mSock.reset();
-        return -1;
-    }
-    KLOGD("Bind to the port:%d", mPortId);
+    KLOGD("Bind to the port:%d", mChannel.port());
     return 0;
 }
 
@@ -141,45 +90,27 @@ int NetlinkHandler::getFamilyID() { return getFamilyID(korun::kFamilyName); }
 
 int NetlinkHandler::getFamilyID(const char* familyName) {
     KLOGD("getFamilyID() enter");
-    nl_attr_data name{};
-    size_t nameLen = std::strlen(familyName) + 1;  // with its NUL
-    if (nameLen > sizeof(name.data)) {
-        KLOGE("Get the family fail:%s", strerror(ENAMETOOLONG));
-        return -1;
-    }
-    name.type = nl::kCtrlAttrFamilyName;
-    name.length = static_cast<uint16_t>(nameLen);
-    std::memcpy(name.data, familyName, nameLen);
-    if (sendCommand(nl::kCtrlType, nl::kCtrlCmdGetFamily, &name, 1, nl::kFlagsRequest) != 0) {
-        KLOGE("Get the family fail:%s", strerror(errno));
-        return -1;
-    }
-
-    genl_msg reply;
-    memset_s(&reply, sizeof(reply), 0, sizeof(reply));
-    ssize_t received = recv(mSock.get(), &reply, sizeof(reply), 0);
-    if (received < 0) {
-        KLOGE("recv family ID fail");
-        return -1;
-    }
-    return parseFamilyReply(reply, received);
-}
-
-int NetlinkHandler::parseFamilyReply(const genl_msg& reply, ssize_t received) {
-    nl::Message message;
-    if (!nl::Message::parse(&reply, static_cast<size_t>(received), &message) || message.type() == nl::kTypeError) {
-        KLOGE("netlink header is invalid when get family ID(type:%d):%s", reply.n.nlmsg_type, strerror(errno));
-        return -1;
-    }
-    // The controller answers with the family name first, then its id; the
-    // first attribute is passed over whatever it is.
-    nl::AttrWalker walker = message.genlAttrs();
-    nl::Attr first;
-    nl::Attr second;
     uint16_t id = 0;
-    if (!walker.next(&first) || !walker.next(&second) || second.type() != nl::kCtrlAttrFamilyId ||
-        !second.getU16(&id)) {
-        KLOGE("netlink invalid family ID");
+    if (!mChannel.resolveFamily(familyName, &id)) {
+        const nl::ChannelFailure& failure = mChannel.failure();
+        switch (failure.error) {
+            case nl::ChannelError::kSend:
+                KLOGE("There are some error when send netlink message to kernel: %s", strerror(failure.savedErrno));
+                [[fallthrough]];
+            case nl::ChannelError::kTooLong:
+                KLOGE("Get the family fail:%s", strerror(failure.savedErrno));
+                break;
+            case nl::ChannelError::kReceive:
+                KLOGE("recv family ID fail");
+                break;
+            case nl::ChannelError::kMalformed:
+                KLOGE("netlink header is invalid when get family ID(type:%d):%s", failure.messageType,
+                      strerror(failure.savedErrno));
+                break;
+            default:
+                KLOGE("netlink invalid family ID");
+                break;
+        }
         return -1;
     }
     mFamilyId = id;
@@ -191,12 +122,16 @@ int NetlinkHandler::sendCommand(unsigned short type, unsigned char cmd, const nl
                                 unsigned short flags) {
     if (attrsNum < 0 || attrsNum > korun::kMaxAttrs || (attrsNum > 0 && attrs == nullptr)) {
         KLOGE("Invalid attrs_num:%d", attrsNum);
+        mSendErrno = EINVAL;
         return -1;
     }
     uint8_t buffer[korun::kSendBufferSize];
     memset_s(buffer, sizeof(buffer), 0, sizeof(buffer));
     nl::MessageBuilder builder(buffer, sizeof(buffer));
-    if (!builder.putHeader(type, flags, 0, mPortId) || !builder.putGenlHeader(cmd, korun::kGenlVersion)) return -1;
+    mSendErrno = EMSGSIZE;
+    if (!builder.putHeader(type, flags, 0, mChannel.port()) || !builder.putGenlHeader(cmd, korun::kGenlVersion)) {
+        return -1;
+    }
     for (int i = 0; i < attrsNum; ++i) {
         if (attrs[i].length > korun::kAttrPayloadMax ||
             !builder.putAttr(attrs[i].type, attrs[i].data, attrs[i].length)) {
@@ -205,31 +140,18 @@ int NetlinkHandler::sendCommand(unsigned short type, unsigned char cmd, const nl
             return -1;
         }
     }
-
-    sockaddr_nl kernel{};
-    kernel.nl_family = AF_NETLINK;
-    size_t length = builder.length();
-    size_t sent = 0;
-    while (sent < length) {
-        ssize_t n = sendto(mSock.get(), buffer + sent, length - sent, 0, reinterpret_cast<const sockaddr*>(&kernel),
-                           sizeof(kernel));
-        if (n < 1) {
-            if (errno == EAGAIN) continue;
-            KLOGE("There are some error when send netlink message to kernel: %s", strerror(errno));
-            return -1;
-        }
-        sent += static_cast<size_t>(n);
+    if (!mChannel.send(buffer, builder.length())) {
+        mSendErrno = mChannel.failure().savedErrno;
+        KLOGE("There are some error when send netlink message to kernel: %s", strerror(mSendErrno));
+        return -1;
     }
     return 0;
 }
 
+const char* NetlinkHandler::sendError() const { return strerror(mSendErrno); }
+
 int NetlinkHandler::pollSock(pollfd* fds, unsigned int count, int timeout) {
-    int ret = 0;
-    for (int call = 0; call < kPollAttempts; ++call) {
-        ret = poll(fds, count, timeout);
-        if (ret != -1 || errno != EINTR) break;
-    }
-    return ret;
+    return nl::GenlChannel::pollRetrying(fds, count, timeout);
 }
 
 int32_t NetlinkHandler::pollTimeoutMs() const {
@@ -237,44 +159,26 @@ int32_t NetlinkHandler::pollTimeoutMs() const {
 }
 
 int NetlinkHandler::checkAck() {
-    genl_msg ack;
-    ssize_t received = waitAndReceive(&ack, "recv the ack fail");
-    if (received < 0) return -1;
-    return parseAck(ack, received);
+    if (mChannel.awaitAck(pollTimeoutMs())) return 0;
+    logWaitFailure(mChannel.failure(), kAckRecvFailure);
+    return -1;
 }
 
-int NetlinkHandler::parseAck(const genl_msg& ack, ssize_t received) const {
-    nl::Message message;
-    int32_t error = 0;
-    // An acknowledgement too short for its error code is no acknowledgement.
-    if (!nl::Message::parse(&ack, static_cast<size_t>(received), &message) ||
-        (message.type() == nl::kTypeError && !message.errorCode(&error))) {
-        KLOGE("netlink header is invalid when recv the ack");
-        return -1;
-    }
-    if (message.type() != nl::kTypeError) {
-        KLOGE("receive the invalid message type=%d when recv the ack", message.type());
-        return -1;
-    }
-    if (error != 0) {
-        KLOGE("received the nack=%d", error);
-        return -1;
-    }
-    return 0;
-}
-
-int NetlinkHandler::sendUidCommand(uint8_t cmd, unsigned short flags) {
-    const nl_attr_data attrs[] = {
+int NetlinkHandler::sendUidCommand(uint8_t cmd, unsigned short flags, const nl_attr_data* more, int moreNum) {
+    nl_attr_data attrs[korun::kMaxAttrs] = {
         u32Attr(KORUN_ATTR_UID, static_cast<uint32_t>(mUid)),
         u32Attr(KORUN_ATTR_DETECT_CLASS, static_cast<uint32_t>(translateDetectionType())),
     };
-    return sendCommand(static_cast<unsigned short>(mFamilyId), cmd, attrs, 2, flags);
+    constexpr int kUidAttrs = 2;
+    if (moreNum < 0 || moreNum > korun::kMaxAttrs - kUidAttrs) return -1;
+    for (int i = 0; i < moreNum; ++i) attrs[kUidAttrs + i] = more[i];
+    return sendCommand(static_cast<unsigned short>(mFamilyId), cmd, attrs, kUidAttrs + moreNum, flags);
 }
 
 int NetlinkHandler::tryKeepAlive() {
     if (mKeepAliveCount++ < kKeepAliveEvery - 1) return 0;
     if (sendUidCommand(KORUN_CMD_KEEPALIVE, nl::kFlagsRequest) != 0) {
-        KLOGE("send the KEEPALIVE command failed: %s", strerror(errno));
+        KLOGE("send the KEEPALIVE command failed: %s", sendError());
         return -1;
     }
     mKeepAliveCount = 0;
@@ -285,17 +189,17 @@ int NetlinkHandler::tryKeepAlive() {
 
 int NetlinkHandler::start() {
     KLOGD("NetlinkHnadler::start() entry");
-    if (mSock.get() != -1) {
+    if (mChannel.isOpen()) {
         KLOGE("You already called the start(), just ignore this call");
         return -1;
     }
     if (setupSocket() != 0) {
-        KLOGE("Unable to setup Netlink %s", strerror(errno));
+        KLOGE("Unable to setup Netlink %s", strerror(mChannel.failure().savedErrno));
         return -1;
     }
     if (getFamilyID() != 0) {
-        KLOGE("Unable to setup Netlink %s", strerror(errno));
-        mSock.reset();
+        KLOGE("Unable to setup Netlink %s", strerror(mChannel.failure().savedErrno));
+        mChannel.close();
         return -1;
     }
     KLOGD("NetlinkHnadler::start() exit");
@@ -308,9 +212,8 @@ int NetlinkHandler::stop() {
         KLOGE("You should call the stopCollecting function firstly");
         return -1;
     }
-    mSock.reset();
+    mChannel.close();
     mFamilyId = -1;
-    mPortId = 0;
     mUid = -1;
     mPauseDetect = 0;
     KLOGD("NetlinkHnadler::stop() exit");
@@ -374,20 +277,7 @@ int NetlinkHandler::setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int 
     return 0;
 }
 
-int NetlinkHandler::translateDetectionType() const {
-    switch (mDetectionType) {
-        case scene::kVoiceCall:
-        case scene::kVideoCall:
-            return korun::kClassCall;
-        case scene::kShortVideo:
-        case scene::kShortVideoKey:
-            return korun::kClassShortVideo;
-        case scene::kShortVideoPicture:
-            return korun::kClassShortVideoPicture;
-        default:
-            return -1;
-    }
-}
+int NetlinkHandler::translateDetectionType() const { return scene::detectionClass(mDetectionType); }
 
 // ---- collection ----
 
@@ -402,36 +292,22 @@ int NetlinkHandler::startCollecting() {
     }
     mInterval = mCatoner->mInterval;
 
-    nl_attr_data attrs[4] = {
-        u32Attr(KORUN_ATTR_UID, static_cast<uint32_t>(mUid)),
-        u32Attr(KORUN_ATTR_DETECT_CLASS, static_cast<uint32_t>(translateDetectionType())),
-        u32Attr(KORUN_ATTR_INTERVAL, static_cast<uint32_t>(mInterval)),
-        {},
-    };
-    int attrsNum = 3;
-    switch (mDetectionType) {
-        case scene::kVoiceCall:
-        case scene::kVideoCall:
-            break;
-        case scene::kShortVideo:
-        case scene::kShortVideoPicture:
-        case scene::kShortVideoKey: {
-            KorunSearchKeys keys;
-            if (!searchKeysForType(mDetectionType, &keys)) return -1;
-            if (mDetectionType == scene::kShortVideoKey) KLOGD("key2=%s", keys.videoPath);
-            attrs[3].type = KORUN_ATTR_SEARCH_KEYS;
-            attrs[3].length = sizeof(keys);
-            std::memcpy(attrs[3].data, &keys, sizeof(keys));
-            attrsNum = 4;
-            break;
-        }
-        default:
-            return -1;
+    nl_attr_data more[2] = {u32Attr(KORUN_ATTR_INTERVAL, static_cast<uint32_t>(mInterval)), {}};
+    int moreNum = 1;
+    if (scene::isShortVideo(mDetectionType)) {
+        KorunSearchKeys keys;
+        if (!searchKeysForType(mDetectionType, &keys)) return -1;
+        if (mDetectionType == scene::kShortVideoKey) KLOGD("key2=%s", keys.videoPath);
+        more[1].type = KORUN_ATTR_SEARCH_KEYS;
+        more[1].length = sizeof(keys);
+        std::memcpy(more[1].data, &keys, sizeof(keys));
+        moreNum = 2;
+    } else if (!scene::isCall(mDetectionType)) {
+        return -1;
     }
 
-    if (sendCommand(static_cast<unsigned short>(mFamilyId), KORUN_CMD_START, attrs, attrsNum,
-                    nl::kFlagsRequestAck) != 0) {
-        KLOGE("send the START command failed: %s", strerror(errno));
+    if (sendUidCommand(KORUN_CMD_START, nl::kFlagsRequestAck, more, moreNum) != 0) {
+        KLOGE("send the START command failed: %s", sendError());
         return -1;
     }
     if (checkAck() != 0) {
@@ -451,7 +327,7 @@ int NetlinkHandler::stopCollecting() {
     if (mCollecting == 0) KLOGE("You already called the stopCollecting(), just ignore this call");
     // Best effort: each failure is logged and the detector goes regardless.
     if (sendUidCommand(KORUN_CMD_STOP, nl::kFlagsRequestAck) != 0) {
-        KLOGE("send the STOP command failed: %s", strerror(errno));
+        KLOGE("send the STOP command failed: %s", sendError());
     }
     if (checkAck() != 0) KLOGE("check ack faild when stop collecting for uid(%d)", mUid);
     mCatoner.reset();
@@ -465,15 +341,12 @@ int NetlinkHandler::updateAwemeStallInfo(AwemeReportPara* report) {
         KLOGE("You already called the stopCollecting(), just ignore this call");
         return -1;
     }
-    const nl_attr_data attrs[] = {
-        u32Attr(KORUN_ATTR_UID, static_cast<uint32_t>(mUid)),
-        u32Attr(KORUN_ATTR_DETECT_CLASS, static_cast<uint32_t>(translateDetectionType())),
+    const nl_attr_data more[] = {
         u32Attr(KORUN_ATTR_DETECT_INDEX, report->detect_index),
         u32Attr(KORUN_ATTR_DETECT_STATE, report->detect_state),
     };
-    if (sendCommand(static_cast<unsigned short>(mFamilyId), KORUN_CMD_UPDATE, attrs, 4, nl::kFlagsRequestAck) !=
-        0) {
-        KLOGE("send the STOP command failed: %s", strerror(errno));
+    if (sendUidCommand(KORUN_CMD_UPDATE, nl::kFlagsRequestAck, more, 2) != 0) {
+        KLOGE("send the STOP command failed: %s", sendError());
         return -1;
     }
     if (checkAck() != 0) {
@@ -495,69 +368,32 @@ int NetlinkHandler::getDetectionResult(int* outBytes, int* inBytes, int* result,
         return -1;
     }
     reported = false;
-    switch (mDetectionType) {
-        case scene::kVoiceCall:
-        case scene::kVideoCall:
-            return getAndProcessWeChatReport(outBytes, inBytes, result);
-        case scene::kShortVideo:
-        case scene::kShortVideoPicture:
-        case scene::kShortVideoKey:
-            return getAndProcessDouYinReport(nullptr, nullptr, result, reported);
-        default:
-            return -1;
-    }
+    if (scene::isCall(mDetectionType)) return getAndProcessWeChatReport(outBytes, inBytes, result);
+    if (scene::isShortVideo(mDetectionType)) return getAndProcessDouYinReport(nullptr, nullptr, result, reported);
+    return -1;
 }
 
 // ---- reports ----
 
-ssize_t NetlinkHandler::waitAndReceive(genl_msg* message, const char* recvFailure) {
-    pollfd fds{mSock.get(), POLLIN, 0};
-    int ret = pollSock(&fds, 1, pollTimeoutMs());
-    if (ret == -1) {
-        KLOGE("poll failed, ret:%d, errno:%s", ret, strerror(errno));
-        return -1;
-    }
-    if (ret == 0) {
-        KLOGE("poll timeout");
-        return -1;
-    }
-    memset_s(message, sizeof(*message), 0, sizeof(*message));
-    ssize_t received = recv(mSock.get(), message, sizeof(*message), MSG_DONTWAIT);
-    if (received < 0) {
-        KLOGE("%s", recvFailure);
-        return -1;
-    }
-    return received;
-}
-
 int NetlinkHandler::recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command) {
-    // The report path keeps the lookup's wording for a failed receive.
-    ssize_t received = waitAndReceive(buffer, "recv family ID fail");
-    if (received < 0) return -1;
+    ssize_t received = mChannel.receive(buffer, sizeof(*buffer), pollTimeoutMs());
+    if (received < 0) {
+        logWaitFailure(mChannel.failure(), kReportRecvFailure);
+        return -1;
+    }
     return checkReportHeader(*buffer, received, message, command);
 }
 
 int NetlinkHandler::checkReportHeader(const genl_msg& buffer, ssize_t received, nl::Message* message,
                                       uint8_t* command) const {
-    genlmsghdr genl;
-    if (!nl::Message::parse(&buffer, static_cast<size_t>(received), message) ||
-        message->type() == nl::kTypeError || !message->genlHeader(&genl)) {
-        KLOGE("netlink header is invalid when recv the report:%d", buffer.n.nlmsg_type);
-        return -1;
-    }
-    *command = genl.cmd;
-    return 0;
+    return korun::readReportHeader(buffer, received, message, command) ? 0 : -1;
 }
 
 int NetlinkHandler::paserThroughputReport(const nl::Message& message, int* inPkts, int* outPkts, int* inBytes,
                                           int* outBytes) const {
-    nl::AttrWalker walker = message.genlAttrs();
-    uint32_t values[4];
-    if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_IN_PKTS, &values[0]) ||
-        !expectU32(walker, KORUN_ATTR_OUT_PKTS, &values[1]) || !expectU32(walker, KORUN_ATTR_IN_BYTES, &values[2]) ||
-        !expectU32(walker, KORUN_ATTR_OUT_BYTES, &values[3])) {
-        return -1;
-    }
+    korun::ThroughputReport report;
+    if (!korun::readThroughputReport(message, mUid, &report)) return -1;
+    const uint32_t values[] = {report.inPkts, report.outPkts, report.inBytes, report.outBytes};
     int* const outputs[] = {inPkts, outPkts, inBytes, outBytes};
     for (size_t i = 0; i < 4; ++i) {
         if (outputs[i] != nullptr) *outputs[i] = static_cast<int>(values[i]);
@@ -566,15 +402,7 @@ int NetlinkHandler::paserThroughputReport(const nl::Message& message, int* inPkt
 }
 
 int NetlinkHandler::paserDouyinDetectionReport(const nl::Message& message, AwemeReportPara* record) const {
-    nl::AttrWalker walker = message.genlAttrs();
-    if (!expectOwnUid(walker, mUid) || !expectU32(walker, KORUN_ATTR_DETECT_INDEX, &record->detect_index) ||
-        !expectU32(walker, KORUN_ATTR_CUR_INDEX, &record->cur_index) ||
-        !expectU32(walker, KORUN_ATTR_VALID_NUM, &record->valid_num) ||
-        !expectU32(walker, KORUN_ATTR_DETECT_STATE, &record->detect_state) ||
-        !expectFixed(walker, KORUN_ATTR_STALL_INFO, record->stall_info, sizeof(record->stall_info))) {
-        return -1;
-    }
-    return 0;
+    return korun::readAwemeReport(message, mUid, record) ? 0 : -1;
 }
 
 int NetlinkHandler::getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result) {

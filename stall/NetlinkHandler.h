@@ -1,15 +1,16 @@
 #pragma once
-// The stall engine's channel to the kernel stall-detection module: a generic
-// netlink socket for one watched uid, the detector chosen for the app scene,
+// The stall engine's client of the kernel stall-detection module: the
+// commands of family "zvkorun" for one watched uid over a generic netlink
+// channel, the collection lifecycle, the detector chosen for the app scene,
 // and the turning of each kernel report into a detection result.
 //
 // Driven by one detection thread only; nothing here takes a lock.
 
 #include "AwemeReportPara.h"
 #include "CatonDetection.h"
+#include "GenlChannel.h"
 #include "KorunProtocol.h"
 #include "MessageParser.h"
-#include "UniqueFd.h"
 
 #include <poll.h>
 #include <sys/types.h>
@@ -24,16 +25,14 @@ public:
     NetlinkHandler(const NetlinkHandler&) = delete;
     NetlinkHandler& operator=(const NetlinkHandler&) = delete;
 
-    // Lifecycle.
+    // Lifecycle: the channel opened and the family resolved, or closed.
     [[nodiscard]] int start();
     int stop();
-
-    // Socket and family lookup (start() runs both).
     [[nodiscard]] int setupSocket();
     [[nodiscard]] int getFamilyID();
     [[nodiscard]] int getFamilyID(const char* familyName);
 
-    // Messages.
+    // One command of up to korun::kMaxAttrs attribute slots.
     [[nodiscard]] int sendCommand(unsigned short type, unsigned char cmd, const nl_attr_data* attrs,
                                   int attrsNum, unsigned short flags);
     static int pollSock(pollfd* fds, unsigned int count, int timeout);
@@ -58,12 +57,7 @@ public:
     int getThroughputStats(unsigned long* out, unsigned long* in) const;
     int updateAwemeStallInfo(AwemeReportPara* report);
 
-    // Replies over a received buffer, apart from the socket. Nothing is read
-    // past the bytes received or the message's own length.
-    [[nodiscard]] int parseFamilyReply(const genl_msg& reply, ssize_t received);
-    [[nodiscard]] int parseAck(const genl_msg& ack, ssize_t received) const;
-    // A report with a valid header: `message` views it and `command` is its
-    // generic netlink command.
+    // The report readers, over a received buffer apart from the socket.
     [[nodiscard]] int checkReportHeader(const genl_msg& buffer, ssize_t received, nl::Message* message,
                                         uint8_t* command) const;
     [[nodiscard]] int paserThroughputReport(const nl::Message& message, int* inPkts, int* outPkts,
@@ -78,30 +72,27 @@ public:
     CatonDetection* detector() const { return mCatoner.get(); }
 
     int32_t uid() const { return mUid; }
-    int32_t socketFd() const { return mSock.get(); }
+    int32_t socketFd() const { return mChannel.fd(); }
     int32_t familyId() const { return mFamilyId; }
-    uint32_t portId() const { return mPortId; }
+    uint32_t portId() const { return mChannel.port(); }
     bool collecting() const { return mCollecting != 0; }
     int32_t detectionType() const { return mDetectionType; }
     int32_t algoType() const { return mAlgoType; }
     int32_t interval() const { return mInterval; }
 
 private:
-    // Polls (interval-based time-out) and receives one message without
-    // blocking; the received length, or -1 after logging.
-    ssize_t waitAndReceive(genl_msg* message, const char* recvFailure);
-    // One report with a valid header into `buffer`; 0 or -1.
-    int recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command);
     int getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result);
     int getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported);
-    // Sends a family command carrying the uid and the detection class.
-    int sendUidCommand(uint8_t cmd, unsigned short flags);
+    // One report with a valid header into `buffer`; 0 or -1.
+    int recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command);
+    // A family command carrying the uid and the detection class, then more.
+    int sendUidCommand(uint8_t cmd, unsigned short flags, const nl_attr_data* more = nullptr, int moreNum = 0);
     int32_t pollTimeoutMs() const;
+    // The errno of the last failed send, taken when it failed.
+    const char* sendError() const;
 
-    // The fields, in layout order.
-    nl::UniqueFd mSock;  // generic netlink socket; -1 when not started
+    nl::GenlChannel mChannel;  // the socket and the bound port; closed when not started
     int32_t mFamilyId = 0;
-    uint32_t mPortId = 0;
     int32_t mCollecting = 0;
     int32_t mUid = -1;
     int32_t mDetectionType = -1;
@@ -112,4 +103,5 @@ private:
     uint64_t mTotalInBytes = 0;
     uint64_t mTotalOutBytes = 0;
     int32_t mPauseDetect = 0;
+    int mSendErrno = 0;
 };

@@ -4,6 +4,7 @@
 // report parsers (a parsed short-video report then goes to the detector).
 
 #include "AwemeCatonDetection.h"
+#include "GenlChannel.h"
 #include "NetlinkHandler.h"
 
 #include <android/log.h>
@@ -34,8 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::memcpy(&uid, buffer.buf + 4, sizeof(uid));
     handler->setUid((size % 8 == 0) ? -1 : static_cast<int32_t>(uid));
 
-    (void)handler->parseFamilyReply(buffer, static_cast<ssize_t>(received));
-    (void)handler->parseAck(buffer, static_cast<ssize_t>(received));
+    uint16_t familyId = 0;
+    (void)nl::parseFamilyReply(&buffer, received, &familyId);
+    (void)nl::checkAck(&buffer, received);
     nl::Message message;
     uint8_t command = 0;
     if (handler->checkReportHeader(buffer, static_cast<ssize_t>(received), &message, &command) != 0) return 0;
