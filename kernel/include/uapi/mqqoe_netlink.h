@@ -81,6 +81,15 @@ struct korun_search_keys {
 };
 #define KORUN_SEARCH_KEYS_LEN	331
 
+/*
+ * Detection states (KORUN_ATTR_DETECT_STATE) of the entry under detection:
+ * a request is reported NEW once, then ONGOING each interval, until it ends
+ * or user space stops it with KORUN_CMD_UPDATE and KORUN_DETECT_STOPPED.
+ */
+#define KORUN_DETECT_STOPPED	0
+#define KORUN_DETECT_NEW	1
+#define KORUN_DETECT_ONGOING	2
+
 #define KORUN_STALL_INFO_ENTRIES	10
 #define KORUN_VIDEO_KEY_LEN		40
 
