@@ -4,6 +4,7 @@
 #   tools/setup-deps.sh main       the host build and the simulator (tools/run-main.sh)
 #   tools/setup-deps.sh host       every host test too (ctest --preset host, tools/mutants.sh)
 #   tools/setup-deps.sh coverage   the host tests and gcovr (tools/coverage.sh)
+#   tools/setup-deps.sh kernel-x86_64  the kernel tier's VM (tests/kernel/run-vm.sh)
 #   tools/setup-deps.sh            everything the test command uses (tools/run-tests.sh)
 set -euo pipefail
 job=${1:-tests}
@@ -38,6 +39,14 @@ install_missing \
   libgtest-dev libgmock-dev libbenchmark-dev libssl-dev \
   libjfreechart-java fonts-dejavu-core
 [[ $job == main ]] && exit 0
+
+# The kernel tier: Debian's kernel and its headers (the reference modules
+# build against them), qemu, a static busybox for the initramfs, and the
+# tools the guest runs from the host's root.
+install_missing \
+  linux-image-amd64 linux-headers-amd64 qemu-system-x86 busybox-static cpio kmod \
+  iproute2 iputils-ping iperf3
+[[ $job == kernel-x86_64 ]] && exit 0
 
 # The report test opens the simulator's page in headless Chromium.
 install_missing chromium

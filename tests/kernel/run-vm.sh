@@ -1,0 +1,160 @@
+#!/usr/bin/env bash
+# tests/kernel/run-vm.sh [--arch x86_64|arm64] [--no-modules] [--require-modules]
+#                        [--timeout SECONDS] -- CMD...
+# Runs CMD as root in Debian 12's kernel under qemu, with the reference
+# modules of kernel/ loaded, the host's root mounted read-only at / (so build
+# trees and the JDK are at their host paths), cwd as here, TMPDIR a writable
+# scratch folder the host keeps, and a veth pair: wlan0 (10.77.0.1/24,
+# fd77::1/64) here, its peer eth0 (10.77.0.2, fd77::2) in network namespace
+# "peer". CMD's stdout and stderr come back as its own; the exit status is
+# CMD's, 124 on time-out, 125 when the VM could not run it, and 1 when CMD
+# passed but the kernel logged a warning, oops or BUG.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+top=$(cd "$here/../.." && pwd)
+source "$here/vm/modules.sh"
+source "$here/vm/initramfs.sh"
+
+usage() {
+  sed -n '2,3s/^# \{0,1\}//p' "$0" >&2
+  exit 125
+}
+
+arch=x86_64 load_modules=1 require_modules=0 timeout=600
+while (($#)); do
+  case $1 in
+    --arch) arch=${2:-}; shift 2 ;;
+    --no-modules) load_modules=0; shift ;;
+    --require-modules) require_modules=1; shift ;;
+    --timeout) timeout=${2:-}; shift 2 ;;
+    --) shift; break ;;
+    *) usage ;;
+  esac
+done
+(($#)) && [[ $timeout =~ ^[0-9]+$ ]] || usage
+
+# The project's modules, in load order, and what they need of Debian's.
+project_modules=(qoe_acct zvkorun qoe_monitor qoe_policy)
+debian_modules=(veth nf_defrag_ipv4 nf_defrag_ipv6 nf_socket_ipv4 nf_socket_ipv6)
+boot_modules=(virtio_pci 9pnet_virtio 9p virtio_console)
+
+"$top/tools/setup-deps.sh" "kernel-$arch" >&2
+# Debian's kernel release this tier runs, e.g. 6.1.0-56: the amd64 image's.
+release=$(dpkg-query -W -f='${Depends}' linux-image-amd64 | sed -n 's/^linux-image-\([0-9.]*-[0-9]*\)-amd64.*/\1/p')
+out=${MQQOE_KERNEL_BUILD:-$top/build/kernel}/$arch
+mkdir -p "$out/runs"
+
+case $arch in
+  x86_64)
+    kver=$release-amd64 root=
+    qemu=(qemu-system-x86_64 -M pc)
+    console=ttyS0 cross=()
+    busybox=/bin/busybox shell=/bin/sh path=/usr/sbin:/usr/bin:/sbin:/bin
+    ;;
+  arm64)
+    kver=$release-arm64 root=$top/build/deps/arm64-kernel
+    qemu=(qemu-system-aarch64 -M virt -cpu cortex-a57)
+    console=ttyAMA0 cross=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
+    busybox=$root/bin/busybox shell=$root/bin/busybox
+    ;;
+  *) usage ;;
+esac
+moddir=$root/lib/modules/$kver
+kernel=$root/boot/vmlinuz-$kver
+kdir=$root/usr/src/linux-headers-$kver
+
+# Both steps write shared files under $out: one run at a time.
+exec 9>"$out/lock"
+flock 9
+built=()
+if ((load_modules)); then
+  if ! mapfile -t built < <(kernel_modules_build "$top/kernel" "$out/modules" "$kdir" "${cross[@]}"); then
+    echo "run-vm: the modules of kernel/ do not build" >&2
+    exit 125
+  fi
+  if ((require_modules && ${#built[@]} < ${#project_modules[@]})); then
+    echo "run-vm: built only ${built[*]:-no module}; all of ${project_modules[*]} are required" >&2
+    exit 125
+  fi
+fi
+mapfile -t boot < <(kernel_modules_order "$moddir" "${boot_modules[@]}")
+initramfs=$(initramfs_build "$out" "$busybox" "$here/vm/init" "${boot[@]}")
+flock -u 9
+
+run=$(mktemp -d "$out/runs/run.XXXXXX")
+# MQQOE_VM_KEEP=1 keeps the run's folder (console log, kernel log) to look at.
+[[ ${MQQOE_VM_KEEP:-} == 1 ]] || trap 'rm -rf "$run"' EXIT
+mkdir "$run/tmp"
+{
+  needs=("${debian_modules[@]}")
+  for module in "${built[@]}"; do
+    IFS=, read -ra depends <<<"$(modinfo -F depends "$module")"
+    needs+=("${depends[@]}")
+  done
+  kernel_modules_order "$moddir" "${needs[@]}"
+  ((${#built[@]} == 0)) || printf '%s\n' "${built[@]}"
+} >"$run/modules"
+
+# CMD with this environment (TMPDIR replaced) in this folder.
+{
+  while IFS= read -r -d '' pair; do
+    name=${pair%%=*}
+    [[ $name =~ ^[A-Za-z_][A-Za-z0-9_]*$ ]] || continue
+    case $name in TMPDIR | PWD | OLDPWD | SHLVL | _) continue ;; esac
+    value=${pair#*=}
+    printf "export %s='%s'\n" "$name" "${value//\'/\'\\\'\'}"
+  done < <(env -0)
+  printf "export TMPDIR='%s'\n" "$run/tmp"
+  printf "cd '%s' || exit 125\n" "${PWD//\'/\'\\\'\'}"
+  printf 'exec'
+  for word in "$@"; do printf " '%s'" "${word//\'/\'\\\'\'}"; done
+  echo
+} >"$run/cmd"
+
+accel=(-accel tcg -smp 2)
+qemu+=("${accel[@]}" -m 2048 -nodefaults -no-reboot -display none -monitor none
+  -kernel "$kernel" -initrd "$initramfs"
+  -append "console=$console quiet loglevel=3 panic=-1 mqqoe.run=$run mqqoe.stage2=$here/vm/guest.sh mqqoe.shell=$shell mqqoe.path=$path"
+  -serial "file:$run/console.log"
+  -fsdev "local,id=root,path=/,security_model=none,readonly=on,multidevs=remap"
+  -device virtio-9p-pci,fsdev=root,mount_tag=root
+  -fsdev "local,id=run,path=$run,security_model=none,multidevs=remap"
+  -device virtio-9p-pci,fsdev=run,mount_tag=run
+  -device virtio-serial-pci
+  -chardev "file,id=stdout,path=$run/stdout"
+  -device virtserialport,chardev=stdout,name=stdout
+  -chardev "file,id=stderr,path=$run/stderr"
+  -device virtserialport,chardev=stderr,name=stderr)
+
+# CMD's output streams through FIFOs to this script's own stdout and stderr.
+mkfifo "$run/stdout" "$run/stderr"
+cat <"$run/stdout" &
+cat <"$run/stderr" >&2 &
+status=0
+timeout --kill-after=5 "$timeout" "${qemu[@]}" </dev/null || status=$?
+# A reader still waiting for qemu to open its FIFO gets an empty stream.
+for fifo in "$run/stdout" "$run/stderr"; do exec 8<>"$fifo" 8>&-; done
+wait
+if ((status == 124 || status == 137)); then
+  echo "run-vm: timed out after ${timeout}s" >&2
+  status=124
+elif [[ -f $run/status ]]; then
+  status=$(<"$run/status")
+else
+  echo "run-vm: the VM stopped before the command ended (qemu status $status)" >&2
+  status=125
+fi
+# Any kernel splat fails the run, whatever the command said.
+splat='WARNING:|Oops|BUG:|KASAN|UBSAN|Call Trace|general protection fault|Kernel panic'
+log=$run/dmesg
+[[ -f $log ]] || log=$run/console.log
+if [[ -f $run/setup.log ]]; then cat "$run/setup.log" >&2; fi
+if grep -Eq "$splat" "$log" 2>/dev/null; then
+  ((status)) || status=1
+  echo "run-vm: the kernel logged a splat" >&2
+fi
+if ((status)); then
+  echo "run-vm: exit status $status; the guest's kernel log since init:" >&2
+  sed -n '/Run \/init as init process/,$p' "$log" >&2 2>/dev/null || true
+fi
+exit "$status"
