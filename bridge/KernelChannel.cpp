@@ -23,10 +23,10 @@ constexpr timeval kSendTimeout = {1, 0};
 // A policy message is the header, a 32-bit value and the data. The kernel
 // module expects nlmsg_len one byte longer than that; the buffer has room
 // for a whole extra word.
-constexpr size_t kPolicyHeaderAndValue = nl::kHeaderSize + sizeof(int32_t);
-constexpr size_t kPolicyLengthExtra = kPolicyHeaderAndValue + 1;
+constexpr size_t kPolicyHeaderAndValue = nl::kHeaderSize + QOE_POLICY_VALUE_LEN;
+constexpr size_t kPolicyLengthExtra = QOE_POLICY_LEN_EXTRA;
 constexpr size_t kPolicyBufferExtra = kPolicyHeaderAndValue + sizeof(int32_t);
-static_assert(kPolicyLengthExtra == 21 && kPolicyBufferExtra == 24, "policy message framing");
+static_assert(kPolicyLengthExtra == kPolicyHeaderAndValue + 1 && kPolicyBufferExtra == 24, "policy message framing");
 
 sockaddr_nl kernelAddress() {
     sockaddr_nl address{};

@@ -6,36 +6,37 @@
 #include <cstdint>
 
 #include "Netlink.h"
+#include "mqqoe_netlink.h"
 
 namespace mqqoe {
 
-constexpr int kMonitorProtocol = 24;
-constexpr int kPolicyProtocol = 25;
+constexpr int kMonitorProtocol = QOE_MONITOR_PROTOCOL;
+constexpr int kPolicyProtocol = QOE_POLICY_PROTOCOL;
 
 // Monitor command codes (nlmsg_type of a monitor command).
-constexpr int kMonitorStart = 0;
-constexpr int kMonitorQueryTcp = 1;
-constexpr int kMonitorReleaseTcp = 2;
-constexpr int kMonitorPause = 3;
-constexpr int kMonitorNotifyMcc = 5;
-constexpr int kMonitorResetRtt = 6;
-constexpr int kMonitorGetRtt = 7;
-constexpr int kMonitorGetQestaInfo = 8;
+constexpr int kMonitorStart = QOE_MONITOR_START;
+constexpr int kMonitorQueryTcp = QOE_MONITOR_QUERY_TCP;
+constexpr int kMonitorReleaseTcp = QOE_MONITOR_RELEASE_TCP;
+constexpr int kMonitorPause = QOE_MONITOR_PAUSE;
+constexpr int kMonitorNotifyMcc = QOE_MONITOR_NOTIFY_MCC;
+constexpr int kMonitorResetRtt = QOE_MONITOR_RESET_RTT;
+constexpr int kMonitorGetRtt = QOE_MONITOR_GET_RTT;
+constexpr int kMonitorGetQestaInfo = QOE_MONITOR_GET_QESTA_INFO;
 
 // A monitor reply: netlink header and the ten words W0..W9.
-constexpr size_t kMonitorReplyWords = 10;
-constexpr size_t kMonitorReplySize = 56;
+constexpr size_t kMonitorReplyWords = QOE_MONITOR_REPLY_WORDS;
+constexpr size_t kMonitorReplySize = QOE_MONITOR_REPLY_LEN;
 static_assert(kMonitorReplySize == nl::kHeaderSize + kMonitorReplyWords * sizeof(int32_t), "monitor reply layout");
 
 // Policy message types (nlmsg_type on the policy channel).
-constexpr uint16_t kPolicyRegister = 0;
-constexpr uint16_t kPolicyDpiRule = 3;
-constexpr uint16_t kPolicyDpiDisable = 4;
-constexpr uint16_t kPolicyDpiEnable = 5;
-constexpr uint16_t kPolicyBind = 6;
-constexpr uint16_t kPolicyUnbind = 7;
-constexpr uint16_t kPolicyResetSockets = 8;
-constexpr uint16_t kPolicyCloseSockets = 9;
+constexpr uint16_t kPolicyRegister = QOE_POLICY_REGISTER;
+constexpr uint16_t kPolicyDpiRule = QOE_POLICY_DPI_RULE;
+constexpr uint16_t kPolicyDpiDisable = QOE_POLICY_DPI_DISABLE;
+constexpr uint16_t kPolicyDpiEnable = QOE_POLICY_DPI_ENABLE;
+constexpr uint16_t kPolicyBind = QOE_POLICY_BIND;
+constexpr uint16_t kPolicyUnbind = QOE_POLICY_UNBIND;
+constexpr uint16_t kPolicyResetSockets = QOE_POLICY_RESET_SOCKETS;
+constexpr uint16_t kPolicyCloseSockets = QOE_POLICY_CLOSE_SOCKETS;
 
 }  // namespace mqqoe
 

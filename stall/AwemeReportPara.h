@@ -12,7 +12,7 @@ struct StallInfoEntry {
     uint8_t reserved[8];
     uint64_t loaded_base;  // bytes loaded before the tracked range
     uint64_t total;        // resource length, 0 when unknown
-    char video[40];        // NUL-terminated video key
+    char video[KORUN_VIDEO_KEY_LEN];  // NUL-terminated video key
     uint32_t range_start;  // range start bytes, part of the loaded amount
     uint32_t l_inbytes;    // bytes received for the entry
     int32_t timescale;
@@ -24,6 +24,17 @@ static_assert(offsetof(StallInfoEntry, loaded_base) == 8 && offsetof(StallInfoEn
               offsetof(StallInfoEntry, l_inbytes) == 68 && offsetof(StallInfoEntry, timescale) == 72 &&
               offsetof(StallInfoEntry, dur) == 76,
               "stall info entry fields");
+// The same bytes as the module's own record.
+static_assert(sizeof(StallInfoEntry) == sizeof(korun_stall_info) &&
+                      offsetof(StallInfoEntry, loaded_base) == offsetof(korun_stall_info, loaded_base) &&
+                      offsetof(StallInfoEntry, total) == offsetof(korun_stall_info, total) &&
+                      offsetof(StallInfoEntry, video) == offsetof(korun_stall_info, video) &&
+                      sizeof(StallInfoEntry::video) == KORUN_VIDEO_KEY_LEN &&
+                      offsetof(StallInfoEntry, range_start) == offsetof(korun_stall_info, range_start) &&
+                      offsetof(StallInfoEntry, l_inbytes) == offsetof(korun_stall_info, in_bytes) &&
+                      offsetof(StallInfoEntry, timescale) == offsetof(korun_stall_info, timescale) &&
+                      offsetof(StallInfoEntry, dur) == offsetof(korun_stall_info, dur),
+              "stall info entry as the module lays it out");
 
 struct AwemeReportPara {
     uint32_t detect_index;  // entry under detection

@@ -1,6 +1,8 @@
 #pragma once
-// Contract with the kernel stall-detection module: generic netlink family
-// "zvkorun", its commands and attributes.
+// The library's side of the contract with the kernel stall-detection module:
+// family "zvkorun", its commands, attributes and classes come from the wire
+// header the module is built with; the slot and buffer sizes of the commands
+// this library builds are its own.
 
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
@@ -8,52 +10,27 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "GenlChannel.h"
 #include "Netlink.h"
-
-// Commands of the family.
-enum KorunCmd : uint8_t {
-    KORUN_CMD_START = 1,
-    KORUN_CMD_STOP = 2,
-    KORUN_CMD_KEEPALIVE = 3,
-    KORUN_CMD_UPDATE = 4,
-    KORUN_CMD_TP_REPORT = 5,
-    KORUN_CMD_AWEME_REPORT = 6,
-};
-
-// Attributes of the family; every numeric payload is a 4-byte host-order integer.
-enum KorunAttr : uint16_t {
-    KORUN_ATTR_UID = 1,
-    KORUN_ATTR_DETECT_CLASS = 2,
-    KORUN_ATTR_INTERVAL = 3,
-    KORUN_ATTR_IN_PKTS = 4,
-    KORUN_ATTR_OUT_PKTS = 5,
-    KORUN_ATTR_IN_BYTES = 6,
-    KORUN_ATTR_OUT_BYTES = 7,
-    KORUN_ATTR_SEARCH_KEYS = 8,
-    KORUN_ATTR_DETECT_INDEX = 9,
-    KORUN_ATTR_CUR_INDEX = 10,
-    KORUN_ATTR_VALID_NUM = 11,
-    KORUN_ATTR_DETECT_STATE = 12,
-    KORUN_ATTR_STALL_INFO = 13,
-};
+#include "mqqoe_netlink.h"
 
 namespace korun {
 
-constexpr char kFamilyName[] = "zvkorun";
-constexpr uint8_t kGenlVersion = 1;
+constexpr char kFamilyName[] = KORUN_GENL_NAME;
+constexpr uint8_t kGenlVersion = KORUN_GENL_VERSION;
 
-constexpr size_t kSendBufferSize = 1024;
+constexpr size_t kSendBufferSize = nl::GenlChannel::kMessageCapacity;
 constexpr size_t kAttrPayloadMax = 500;
 constexpr int kMaxAttrs = 5;
 
 // Detection classes told to the kernel.
-constexpr int32_t kClassCall = 1;
-constexpr int32_t kClassShortVideo = 2;
-constexpr int32_t kClassShortVideoPicture = 3;
+constexpr int32_t kClassCall = KORUN_CLASS_CALL;
+constexpr int32_t kClassShortVideo = KORUN_CLASS_SHORT_VIDEO;
+constexpr int32_t kClassShortVideoPicture = KORUN_CLASS_SHORT_VIDEO_PICTURE;
 
-constexpr size_t kStallInfoEntries = 10;
-constexpr size_t kStallInfoEntrySize = 80;
-constexpr size_t kStallInfoSize = kStallInfoEntries * kStallInfoEntrySize;  // 800
+constexpr size_t kStallInfoEntries = KORUN_STALL_INFO_ENTRIES;
+constexpr size_t kStallInfoEntrySize = KORUN_STALL_INFO_ENTRY_LEN;
+constexpr size_t kStallInfoSize = KORUN_STALL_INFO_LEN;
 
 }  // namespace korun
 
@@ -72,6 +49,6 @@ struct genl_msg {
     genlmsghdr g;
     uint8_t buf[korun::kSendBufferSize];
 };
-static_assert(sizeof(genl_msg) == 1044, "receive buffer layout");
+static_assert(sizeof(genl_msg) == nl::GenlChannel::kReceiveCapacity, "receive buffer layout");
 static_assert(offsetof(genl_msg, g) == nl::kHeaderSize && offsetof(genl_msg, buf) == nl::kGenlHeaderSize,
               "both headers, then the attributes");

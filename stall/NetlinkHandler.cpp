@@ -28,8 +28,6 @@ constexpr char kAckRecvFailure[] = "recv the ack fail";
 // The report path keeps the lookup's wording for a failed receive.
 constexpr char kReportRecvFailure[] = "recv family ID fail";
 
-static_assert(sizeof(genl_msg) == nl::GenlChannel::kReceiveCapacity, "one received message fills the buffer");
-
 nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     nl_attr_data attr{};
     attr.type = type;

@@ -6,7 +6,9 @@
 
 #include <cstddef>
 
-constexpr size_t kSearchKeyLen = 25;
+#include "mqqoe_netlink.h"
+
+constexpr size_t kSearchKeyLen = KORUN_KEY_LEN;
 
 struct KorunSearchKeys {
     char method[kSearchKeyLen];
@@ -29,12 +31,26 @@ struct KorunSearchKeys {
     char contentDash;
     char boxName[kSearchKeyLen];
 };
-static_assert(sizeof(KorunSearchKeys) == 331, "search key record layout");
+static_assert(sizeof(KorunSearchKeys) == 331 && sizeof(KorunSearchKeys) == KORUN_SEARCH_KEYS_LEN &&
+                      sizeof(KorunSearchKeys) == sizeof(korun_search_keys),
+              "search key record layout");
 static_assert(offsetof(KorunSearchKeys, keySeparator) == 200, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, picturePath) == 203, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, contentRange) == 253, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, lengthSlash) == 303, "search key record layout");
 static_assert(offsetof(KorunSearchKeys, boxName) == 306, "search key record layout");
+// Field by field as the module reads it.
+static_assert(offsetof(KorunSearchKeys, videoPath) == offsetof(korun_search_keys, video_key) &&
+                      offsetof(KorunSearchKeys, range) == offsetof(korun_search_keys, range) &&
+                      offsetof(KorunSearchKeys, keyParam) == offsetof(korun_search_keys, k) &&
+                      offsetof(KorunSearchKeys, keySeparator) == offsetof(korun_search_keys, key_end) &&
+                      offsetof(KorunSearchKeys, picturePath) == offsetof(korun_search_keys, pic_prefix) &&
+                      offsetof(KorunSearchKeys, contentRange) == offsetof(korun_search_keys, content_range) &&
+                      offsetof(KorunSearchKeys, contentLength) == offsetof(korun_search_keys, content_length) &&
+                      offsetof(KorunSearchKeys, lengthSlash) == offsetof(korun_search_keys, total_sep) &&
+                      offsetof(KorunSearchKeys, contentDash) == offsetof(korun_search_keys, range_sep) &&
+                      offsetof(KorunSearchKeys, boxName) == offsetof(korun_search_keys, mvhd),
+              "search key record as the module reads it");
 
 // The default record (type 100501).
 KorunSearchKeys GetSearchKeys();

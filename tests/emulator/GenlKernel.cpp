@@ -5,6 +5,7 @@
 #include <linux/netlink.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -12,9 +13,9 @@
 namespace kemu::genl {
 namespace {
 
-constexpr char kFamilyName[] = "zvkorun";
+constexpr char kFamilyName[] = KORUN_GENL_NAME;
 constexpr size_t kHeaderSize = NLMSG_HDRLEN + GENL_HDRLEN;
-constexpr size_t kEntrySize = 80;
+constexpr size_t kEntrySize = KORUN_STALL_INFO_ENTRY_LEN;
 
 std::mutex gLock;
 int gFamilyId = kDefaultFamilyId;
@@ -138,18 +139,24 @@ Bytes message(int type, int command, const std::vector<std::pair<int, Bytes>>& a
 bool pushRaw(const Bytes& message) { return deliverToNewest(kGenericProtocol, message); }
 
 bool pushThroughputReport(int uid, uint32_t inPkts, uint32_t outPkts, uint32_t inBytes, uint32_t outBytes) {
-    return pushRaw(message(familyId(), 5, {{1, u32Payload(static_cast<uint32_t>(uid))}, {4, u32Payload(inPkts)},
-                                       {5, u32Payload(outPkts)}, {6, u32Payload(inBytes)}, {7, u32Payload(outBytes)}}));
+    return pushRaw(message(familyId(), KORUN_CMD_TP_REPORT,
+                           {{KORUN_ATTR_UID, u32Payload(static_cast<uint32_t>(uid))},
+                            {KORUN_ATTR_IN_PKTS, u32Payload(inPkts)},
+                            {KORUN_ATTR_OUT_PKTS, u32Payload(outPkts)},
+                            {KORUN_ATTR_IN_BYTES, u32Payload(inBytes)},
+                            {KORUN_ATTR_OUT_BYTES, u32Payload(outBytes)}}));
 }
 
 bool pushAwemeReport(int uid, uint32_t detectIndex, uint32_t curIndex, uint32_t validNum, uint32_t detectState,
                      const Bytes& stallInfo) {
     Bytes info = stallInfo;
     info.resize(kStallInfoSize, 0);
-    return pushRaw(message(familyId(), 6,
-                           {{1, u32Payload(static_cast<uint32_t>(uid))}, {9, u32Payload(detectIndex)},
-                            {10, u32Payload(curIndex)}, {11, u32Payload(validNum)}, {12, u32Payload(detectState)},
-                            {13, info}}));
+    return pushRaw(message(familyId(), KORUN_CMD_AWEME_REPORT,
+                           {{KORUN_ATTR_UID, u32Payload(static_cast<uint32_t>(uid))},
+                            {KORUN_ATTR_DETECT_INDEX, u32Payload(detectIndex)},
+                            {KORUN_ATTR_CUR_INDEX, u32Payload(curIndex)},
+                            {KORUN_ATTR_VALID_NUM, u32Payload(validNum)},
+                            {KORUN_ATTR_DETECT_STATE, u32Payload(detectState)}, {KORUN_ATTR_STALL_INFO, info}}));
 }
 
 void setStallEntry(Bytes& stallInfo, int index, uint64_t loadedBase, uint64_t total, const std::string& video,
@@ -157,14 +164,15 @@ void setStallEntry(Bytes& stallInfo, int index, uint64_t loadedBase, uint64_t to
     if (index < 0 || index >= kStallInfoSize / static_cast<int>(kEntrySize)) return;
     stallInfo.resize(kStallInfoSize, 0);
     size_t at = static_cast<size_t>(index) * kEntrySize;
-    put(stallInfo, at + 8, loadedBase);
-    put(stallInfo, at + 16, total);
-    std::memset(stallInfo.data() + at + 24, 0, 40);
-    std::memcpy(stallInfo.data() + at + 24, video.data(), std::min<size_t>(video.size(), 39));
-    put(stallInfo, at + 64, rangeStart);
-    put(stallInfo, at + 68, inBytes);
-    put(stallInfo, at + 72, timescale);
-    put(stallInfo, at + 76, dur);
+    put(stallInfo, at + offsetof(korun_stall_info, loaded_base), loadedBase);
+    put(stallInfo, at + offsetof(korun_stall_info, total), total);
+    uint8_t* key = stallInfo.data() + at + offsetof(korun_stall_info, video);
+    std::memset(key, 0, KORUN_VIDEO_KEY_LEN);
+    std::memcpy(key, video.data(), std::min<size_t>(video.size(), KORUN_VIDEO_KEY_LEN - 1));
+    put(stallInfo, at + offsetof(korun_stall_info, range_start), rangeStart);
+    put(stallInfo, at + offsetof(korun_stall_info, in_bytes), inBytes);
+    put(stallInfo, at + offsetof(korun_stall_info, timescale), timescale);
+    put(stallInfo, at + offsetof(korun_stall_info, dur), dur);
 }
 
 std::vector<Bytes> sentMessages() { return sent(kGenericProtocol); }

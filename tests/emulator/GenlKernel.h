@@ -12,7 +12,7 @@
 namespace kemu::genl {
 
 constexpr int kDefaultFamilyId = 27;
-constexpr int kStallInfoSize = 800;
+constexpr int kStallInfoSize = KORUN_STALL_INFO_LEN;
 
 void kernel(Channel& channel, const Bytes& message);
 // Back to: family "zvkorun" with the default id, positive acks, not silent.

@@ -13,13 +13,17 @@
 #include <cstdint>
 #include <vector>
 
+#include <linux/netlink.h>
+
+#include "mqqoe_netlink.h"
+
 namespace kemu {
 
 using Bytes = std::vector<uint8_t>;
 
-constexpr int kMonitorProtocol = 24;
-constexpr int kPolicyProtocol = 25;
-constexpr int kGenericProtocol = 16;  // NETLINK_GENERIC
+constexpr int kMonitorProtocol = QOE_MONITOR_PROTOCOL;
+constexpr int kPolicyProtocol = QOE_POLICY_PROTOCOL;
+constexpr int kGenericProtocol = NETLINK_GENERIC;
 
 // The kernel end of one emulated socket, handed to a protocol's kernel.
 class Channel {
@@ -57,6 +61,6 @@ void failSends(int protocol, int count, int err);
 
 // Monitor channel (protocol 24): whether query commands are answered, and the
 // ten payload words W0..W9 of the 56-byte reply.
-void setMonitorReply(bool answer, const uint32_t (&words)[10]);
+void setMonitorReply(bool answer, const uint32_t (&words)[QOE_MONITOR_REPLY_WORDS]);
 
 }  // namespace kemu

@@ -8,16 +8,16 @@
 namespace kemu {
 namespace {
 
-constexpr size_t kReplySize = 56;
-constexpr uint16_t kQueryCommands[] = {1, 7, 8};
+constexpr size_t kReplySize = QOE_MONITOR_REPLY_LEN;
+constexpr uint16_t kQueryCommands[] = {QOE_MONITOR_QUERY_TCP, QOE_MONITOR_GET_RTT, QOE_MONITOR_GET_QESTA_INFO};
 
 std::mutex gLock;
 bool gAnswer = true;
-uint32_t gWords[10] = {};
+uint32_t gWords[QOE_MONITOR_REPLY_WORDS] = {};
 
 }  // namespace
 
-void setMonitorReply(bool answer, const uint32_t (&words)[10]) {
+void setMonitorReply(bool answer, const uint32_t (&words)[QOE_MONITOR_REPLY_WORDS]) {
     std::lock_guard<std::mutex> guard(gLock);
     gAnswer = answer;
     std::memcpy(gWords, words, sizeof(gWords));
