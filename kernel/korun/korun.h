@@ -12,6 +12,7 @@
 #include "mqqoe_netlink.h"
 #include "../acct/qoe_acct.h"
 #include "korun_aweme.h"
+#include "korun_http.h"
 
 /* A session whose service sent no keep-alive for this many intervals ends. */
 #define KORUN_KEEPALIVE_INTERVALS	10
@@ -39,6 +40,7 @@ struct korun_session {
 	u32 in_pkts, out_pkts, in_bytes, out_bytes;	/* last report */
 	struct korun_search_keys keys;	/* short-video classes only */
 	struct korun_aweme aweme;	/* short-video classes only */
+	struct korun_http *http;	/* short-video classes: the HTTP tracker */
 };
 
 /* What a genetlink request names: the sender's socket and the uid. */

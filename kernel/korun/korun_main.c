@@ -165,9 +165,12 @@ static int __init korun_init(void)
 {
 	int err;
 
-	err = korun_sessions_init();
+	err = korun_http_init();
 	if (err)
 		return err;
+	err = korun_sessions_init();
+	if (err)
+		goto err_http;
 	korun_debugfs_init();
 	err = netlink_register_notifier(&korun_netlink_notifier);
 	if (err)
@@ -183,6 +186,8 @@ err_notifier:
 err_debugfs:
 	korun_debugfs_exit();
 	korun_sessions_exit();
+err_http:
+	korun_http_exit();
 	return err;
 }
 
@@ -193,6 +198,7 @@ static void __exit korun_exit(void)
 	netlink_unregister_notifier(&korun_netlink_notifier);
 	korun_debugfs_exit();
 	korun_sessions_exit();
+	korun_http_exit();
 }
 
 module_init(korun_init);

@@ -54,6 +54,8 @@ static void korun_unlink(struct korun_session *s, struct list_head *reap)
 
 static void korun_free(struct korun_session *s)
 {
+	if (s->http)
+		korun_http_close(s->http);
 	put_net(s->net);
 	kfree(s);
 }
@@ -87,6 +89,8 @@ static void korun_session_work(struct work_struct *work)
 		s->idle++;
 		if (s->class == KORUN_CLASS_CALL)
 			korun_report_sample(s);
+		else
+			korun_http_report(s->http, &s->aweme);
 		/* A full receiver (-EAGAIN) keeps its session. */
 		ended = korun_report_send(s) == -ECONNREFUSED;
 	}
@@ -114,8 +118,18 @@ static struct korun_session *korun_alloc(const struct korun_key *key, u32 class,
 	s->uid = key->uid;
 	s->class = class;
 	s->interval_ms = interval_ms;
-	if (keys)
-		s->keys = *keys;
+	if (class != KORUN_CLASS_CALL) {
+		/* Short-video sessions come with their search keys. */
+		if (keys)
+			s->keys = *keys;
+		s->http = korun_http_open(s->net, s->uid, &s->keys,
+					  class == KORUN_CLASS_SHORT_VIDEO_PICTURE);
+		if (!s->http) {
+			put_net(s->net);
+			kfree(s);
+			return NULL;
+		}
+	}
 	/* Counting starts now: the first report covers the first interval. */
 	qoe_acct_read(make_kuid(&init_user_ns, key->uid), &s->base);
 	return s;
@@ -187,8 +201,10 @@ int korun_session_update(const struct korun_key *key, u32 index, u32 state)
 
 	mutex_lock(&korun_lock);
 	s = korun_find(key);
-	if (s && s->class != KORUN_CLASS_CALL)
+	if (s && s->class != KORUN_CLASS_CALL) {
 		korun_aweme_update(&s->aweme, index, state);
+		korun_http_update(s->http, index, state);
+	}
 	mutex_unlock(&korun_lock);
 	return s ? 0 : -ENOENT;
 }
