@@ -26,6 +26,21 @@ public final class LogCapture {
         return Arrays.stream(lines()).filter(wanted::equals).count();
     }
 
+    /**
+     * Waits, at most timeoutMs, until the line was logged exactly `wanted` times;
+     * for lines another thread writes after the event the test saw.
+     */
+    public static boolean awaitCount(int priority, String tag, String message, long wanted, long timeoutMs)
+            throws InterruptedException {
+        final long pollMs = 5;
+        long deadline = System.nanoTime() + timeoutMs * 1_000_000;
+        while (count(priority, tag, message) != wanted) {
+            if (System.nanoTime() >= deadline) return false;
+            Thread.sleep(pollMs);
+        }
+        return true;
+    }
+
     public static String dump() {
         return String.join("\n", lines());
     }
