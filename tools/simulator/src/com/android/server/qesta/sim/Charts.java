@@ -2,16 +2,15 @@ package com.android.server.qesta.sim;
 
 import java.awt.BasicStroke;
 import java.awt.Color;
-import java.awt.Font;
 import java.awt.Paint;
 import java.awt.Shape;
+import java.awt.geom.Ellipse2D;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Comparator;
 import java.util.List;
 import java.util.Map;
 import java.util.TreeMap;
-import java.util.function.Function;
 
 import org.jfree.chart.ChartFactory;
 import org.jfree.chart.JFreeChart;
@@ -23,21 +22,22 @@ import org.jfree.chart.plot.CombinedDomainXYPlot;
 import org.jfree.chart.plot.DefaultDrawingSupplier;
 import org.jfree.chart.plot.IntervalMarker;
 import org.jfree.chart.plot.PlotOrientation;
-import org.jfree.chart.plot.ValueMarker;
 import org.jfree.chart.plot.XYPlot;
 import org.jfree.chart.renderer.category.BarRenderer;
 import org.jfree.chart.renderer.category.StandardBarPainter;
 import org.jfree.chart.renderer.xy.ClusteredXYBarRenderer;
+import org.jfree.chart.renderer.xy.DeviationRenderer;
 import org.jfree.chart.renderer.xy.StandardXYBarPainter;
 import org.jfree.chart.renderer.xy.XYItemRenderer;
 import org.jfree.chart.renderer.xy.XYLineAndShapeRenderer;
 import org.jfree.chart.title.TextTitle;
 import org.jfree.data.category.DefaultCategoryDataset;
 import org.jfree.data.xy.XYSeries;
+import org.jfree.data.xy.XYDataset;
 import org.jfree.data.xy.XYSeriesCollection;
+import org.jfree.data.xy.YIntervalSeries;
+import org.jfree.data.xy.YIntervalSeriesCollection;
 import org.jfree.ui.Layer;
-import org.jfree.ui.RectangleAnchor;
-import org.jfree.ui.TextAnchor;
 import org.jfree.util.ShapeUtilities;
 
 /** The report's charts, drawn by JFreeChart. */
@@ -50,6 +50,9 @@ final class Charts {
     private static final Color VERDICT = new Color(0x9467BD);
     private static final Color FRAME_RESULT = new Color(0x17BECF);
     private static final Color SILENCE = new Color(0xD6, 0x27, 0x28, 0x30);
+    private static final Color FRAME_SHADE = new Color(0xEF, 0x6C, 0x00, 0x30);
+    private static final Color VERDICT_BEST = new Color(0xC5B0D5);
+    private static final int MAX_SHADED = 200;  // episodes shaded; beyond, the callback bars show them
     // Colours told apart at a glance, none of them grey (grey is "no cluster").
     private static final Color[] PALETTE = Arrays.stream(new int[] {0x1F77B4, 0xFF7F0E, 0x2CA02C, 0xD62728,
         0x9467BD, 0x8C564B, 0xE377C2, 0xBCBD22, 0x17BECF, 0xAEC7E8, 0xFFBB78, 0x98DF8A, 0xFF9896, 0xC5B0D5,
@@ -61,78 +64,111 @@ final class Charts {
     private Charts() {}
 
     /**
-     * A stall session over time: traffic per report, the detector's verdict,
-     * the frame service's results, and a marker at every callback.
+     * A stall session over time, drawn from its envelope: per bucket of
+     * reports the mean as a line and the minimum to maximum as a band, the
+     * detector's best and worst verdict, the frame service's results, the
+     * callbacks, and each stall episode shaded across all parts.
      */
     static JFreeChart timeline(StallSession session) {
+        Envelope env = session.envelope;
         boolean video = StallReplay.isShortVideo(session.scene);
-        double width = session.intervalMs / 1000.0 * BAR_SHARE;
         CombinedDomainXYPlot plot = new CombinedDomainXYPlot(new NumberAxis("time (s)"));
         plot.setGap(8);
         List<XYPlot> parts = new ArrayList<>();
-        parts.add(bars(series(session, session.countSeries, StallSession.Pass::counts), width,
-                video ? "detect_state" : "packets"));
-        parts.add(bars(series(session, session.byteSeries, StallSession.Pass::bytes), width, "bytes"));
+        parts.add(band(session, 0, session.countSeries, video ? "detect_state" : "packets"));
+        parts.add(band(session, session.countSeries.length, session.byteSeries, "bytes"));
 
-        XYSeries verdicts = new XYSeries("detector verdict");
-        XYSeries frames = new XYSeries("frame service result");
-        for (StallSession.Pass pass : session.passes) {
-            if (pass.verdict().level() != Verdict.NONE) {
-                verdicts.add(pass.timeS(), pass.verdict().level());
+        XYSeries worst = new XYSeries("worst verdict in bucket");
+        XYSeries best = new XYSeries("best verdict in bucket");
+        XYSeries frameMax = new XYSeries("frame result, max");
+        XYSeries frameMin = new XYSeries("frame result, min");
+        XYSeries stalls = new XYSeries("stall callbacks (kind 0)");
+        XYSeries passedOn = new XYSeries("frame results passed on (kind 1)");
+        for (int b = 0; b < env.buckets(); b++) {
+            double x = middle(session, b);
+            int v = session.verdictSeries();
+            if (env.has(v, b)) {
+                worst.add(x, env.max(v, b) - Verdict.REJECTED);
+                best.add(x, env.min(v, b) - Verdict.REJECTED);
             }
-            pass.frames().forEach(result -> frames.add(pass.timeS(), result));
-        }
-        XYPlot verdict = points(new XYSeriesCollection(verdicts), new SymbolAxis("verdict", Verdict.levels(session.scene)),
-                VERDICT);
-        parts.add(verdict);
-        if (!frames.isEmpty()) {
-            parts.add(points(new XYSeriesCollection(frames), new NumberAxis("frame result"), FRAME_RESULT));
-        }
-        for (StallSession.Pass pass : session.passes) {
-            for (StallSession.Callback callback : pass.callbacks()) {
-                Color colour = callback.kind() == 1 ? FRAME_PASSED_ON : STALL;
-                for (XYPlot part : parts) {
-                    ValueMarker marker = new ValueMarker(pass.timeS(), colour, new BasicStroke(1.5f));
-                    if (part == verdict) {
-                        marker.setLabel("(" + callback.value() + "," + callback.kind() + ")");
-                        marker.setLabelFont(new Font(Font.SANS_SERIF, Font.PLAIN, 10));
-                        marker.setLabelAnchor(RectangleAnchor.TOP_LEFT);
-                        marker.setLabelTextAnchor(TextAnchor.TOP_RIGHT);
-                    }
-                    part.addDomainMarker(marker);
-                }
+            if (env.has(session.frameSeries(), b)) {
+                frameMax.add(x, env.max(session.frameSeries(), b));
+                frameMin.add(x, env.min(session.frameSeries(), b));
             }
+            stalls.add(x, env.sum(session.callbackSeries(0), b));
+            passedOn.add(x, env.sum(session.callbackSeries(1), b));
         }
-        markSilence(session, parts.get(1));
-        parts.forEach(part -> plot.add(part, part == verdict ? 2 : 3));
+        XYSeriesCollection verdicts = new XYSeriesCollection(worst);
+        verdicts.addSeries(best);
+        parts.add(points(verdicts, new SymbolAxis("verdict", Verdict.levels(session.scene)), VERDICT, VERDICT_BEST));
+        if (!frameMax.isEmpty()) {
+            XYSeriesCollection frames = new XYSeriesCollection(frameMax);
+            frames.addSeries(frameMin);
+            parts.add(points(frames, new NumberAxis("frame result"), FRAME_RESULT, FRAME_RESULT));
+        }
+        XYSeriesCollection calls = new XYSeriesCollection(stalls);
+        calls.addSeries(passedOn);
+        XYPlot callbackPlot = bars(calls, bucketSeconds(session) * BAR_SHARE, "callbacks");
+        callbackPlot.getRenderer().setSeriesPaint(0, STALL);
+        callbackPlot.getRenderer().setSeriesPaint(1, FRAME_PASSED_ON);
+        parts.add(callbackPlot);
+        shadeEpisodes(session, parts);
+        parts.forEach(part -> plot.add(part, part == callbackPlot ? 2 : 3));
         JFreeChart chart = new JFreeChart(session.title, JFreeChart.DEFAULT_TITLE_FONT, plot, true);
-        chart.addSubtitle(new TextTitle(thresholds(session) + "; callback markers: red stall (kind 0), "
-                + "orange frame result passed on (kind 1), labelled (value,kind)"));
+        String buckets = env.perBucket() == 1 ? "one point per report"
+                : "one point per " + env.perBucket() + " reports: line = mean, band = minimum to maximum";
+        chart.addSubtitle(new TextTitle(thresholds(session) + "; " + buckets + "; shaded: stall episodes"));
         chart.setBackgroundPaint(Color.WHITE);
         return chart;
     }
 
-    /** Shades the N silent reports behind each no-traffic stall of a call scene. */
-    private static void markSilence(StallSession session, XYPlot bytes) {
-        int n = session.countThreshold();
-        double interval = session.intervalMs / 1000.0;
-        double shadedTo = Double.NEGATIVE_INFINITY;
-        for (StallSession.Pass pass : session.passes) {
-            boolean silenceStall = pass.callbacks().stream().anyMatch(c -> c.kind() == 0 && c.value() == 1)
-                    && !StallReplay.isShortVideo(session.scene);
-            if (!silenceStall) {
-                continue;
+    private static double bucketSeconds(StallSession session) {
+        return session.envelope.perBucket() * session.intervalMs / 1000.0;
+    }
+
+    /** The middle of a bucket's reports, in seconds; a report sits at the end of its interval. */
+    private static double middle(StallSession session, int bucket) {
+        double first = (session.envelope.firstReport(bucket) + 1) * session.intervalMs / 1000.0;
+        return first + (bucketSeconds(session) - session.intervalMs / 1000.0) / 2;
+    }
+
+    /** Mean line and min-max band of some series of the envelope. */
+    private static XYPlot band(StallSession session, int firstSeries, String[] names, String label) {
+        YIntervalSeriesCollection data = new YIntervalSeriesCollection();
+        for (int i = 0; i < names.length; i++) {
+            YIntervalSeries series = new YIntervalSeries(names[i]);
+            for (int b = 0; b < session.envelope.buckets(); b++) {
+                if (session.envelope.has(firstSeries + i, b)) {
+                    series.add(middle(session, b), session.envelope.mean(firstSeries + i, b),
+                            session.envelope.min(firstSeries + i, b), session.envelope.max(firstSeries + i, b));
+                }
             }
-            IntervalMarker marker = new IntervalMarker(pass.timeS() - n * interval + interval / 2,
-                    pass.timeS() + interval / 2, SILENCE);
-            if (pass.timeS() - n * interval > shadedTo) {  // label the first stall of a silent stretch
-                marker.setLabel("no traffic for N = " + n + " reports");
-                marker.setLabelFont(new Font(Font.SANS_SERIF, Font.PLAIN, 10));
-                marker.setLabelAnchor(RectangleAnchor.TOP_LEFT);
-                marker.setLabelTextAnchor(TextAnchor.TOP_LEFT);
+            data.addSeries(series);
+        }
+        DeviationRenderer renderer = new DeviationRenderer(true, session.envelope.perBucket() == 1);
+        Color[] colours = {IN, OUT};
+        for (int i = 0; i < names.length; i++) {
+            renderer.setSeriesPaint(i, colours[i % colours.length]);
+            renderer.setSeriesFillPaint(i, colours[i % colours.length]);
+            renderer.setSeriesStroke(i, new BasicStroke(1.2f));
+            renderer.setSeriesShape(i, new Ellipse2D.Double(-2, -2, 4, 4));
+        }
+        renderer.setAlpha(0.35f);
+        return plot(data, new NumberAxis(label), renderer);
+    }
+
+    /** Shades the first episodes, one colour per rule; the episode table has the figures. */
+    private static void shadeEpisodes(StallSession session, List<XYPlot> parts) {
+        int drawn = 0;
+        for (Episodes.Episode episode : session.episodes.kept()) {
+            if (drawn++ == MAX_SHADED) {
+                break;
             }
-            shadedTo = pass.timeS();
-            bytes.addDomainMarker(marker, Layer.BACKGROUND);
+            Color colour = episode.rule() == Episodes.Rule.FRAMES ? FRAME_SHADE : SILENCE;
+            for (XYPlot part : parts) {
+                part.addDomainMarker(new IntervalMarker(episode.startMs() / 1000.0, episode.endMs() / 1000.0, colour),
+                        Layer.BACKGROUND);
+            }
         }
     }
 
@@ -149,19 +185,6 @@ final class Charts {
         return text;
     }
 
-    private static XYSeriesCollection series(StallSession session, String[] names,
-            Function<StallSession.Pass, long[]> values) {
-        XYSeriesCollection data = new XYSeriesCollection();
-        for (int i = 0; i < names.length; i++) {
-            XYSeries series = new XYSeries(names[i]);
-            for (StallSession.Pass pass : session.passes) {
-                series.add(pass.timeS(), values.apply(pass)[i]);
-            }
-            data.addSeries(series);
-        }
-        return data;
-    }
-
     private static XYPlot bars(XYSeriesCollection data, double width, String label) {
         data.setIntervalWidth(width);
         ClusteredXYBarRenderer renderer = new ClusteredXYBarRenderer();
@@ -172,13 +195,14 @@ final class Charts {
         return plot(data, new NumberAxis(label), renderer);
     }
 
-    private static XYPlot points(XYSeriesCollection data, NumberAxis axis, Color colour) {
+    private static XYPlot points(XYSeriesCollection data, NumberAxis axis, Color colour, Color second) {
         XYLineAndShapeRenderer renderer = new XYLineAndShapeRenderer(false, true);
         renderer.setSeriesPaint(0, colour);
+        renderer.setSeriesPaint(1, second);
         return plot(data, axis, renderer);
     }
 
-    private static XYPlot plot(XYSeriesCollection data, NumberAxis axis, XYItemRenderer renderer) {
+    private static XYPlot plot(XYDataset data, NumberAxis axis, XYItemRenderer renderer) {
         XYPlot plot = new XYPlot(data, null, axis, renderer);
         plot.setBackgroundPaint(Color.WHITE);
         plot.setRangeGridlinePaint(Color.LIGHT_GRAY);

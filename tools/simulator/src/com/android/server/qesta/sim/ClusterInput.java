@@ -1,6 +1,7 @@
 package com.android.server.qesta.sim;
 
 import java.io.IOException;
+import java.nio.charset.MalformedInputException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -8,6 +9,8 @@ import java.util.ArrayList;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
+import java.util.TreeSet;
 import java.util.stream.Stream;
 
 /**
@@ -77,45 +80,52 @@ final class ClusterInput {
 
     /** Rows in the library's own format; {@code truth} (or null) gives the place of each orginBatch. */
     static ClusterInput rows(Path path, Path truth) {
-        CsvFile csv = CsvFile.read(path);
-        int batch = csv.column("batch");
-        int orgin = List.of(csv.header).indexOf("orginBatch");
-        List<Integer> bssids = new ArrayList<>();
-        for (int i = 0; i < csv.header.length; i++) {
-            if (!List.of(FIXED).contains(csv.header[i])) {
-                bssids.add(i);
+        List<String> rows = new ArrayList<>();
+        Set<Integer> batches = new TreeSet<>();
+        try (CsvFile csv = CsvFile.open(path); Progress progress = new Progress("reading " + path)) {
+            int batch = csv.column("batch");
+            int orgin = List.of(csv.header).indexOf("orginBatch");
+            List<Integer> bssids = new ArrayList<>();
+            for (int i = 0; i < csv.header.length; i++) {
+                if (!List.of(FIXED).contains(csv.header[i])) {
+                    bssids.add(i);
+                }
             }
-        }
-        if (bssids.isEmpty()) {
-            throw SimulatorError.at(path, 1, csv.header.length + 1, "no BSSID columns after the fixed ones");
-        }
-        List<String> rows = new ArrayList<>(List.of(String.join(",", csv.header)));
-        for (CsvFile.Row row : csv.rows) {
-            csv.integer(row, batch, Integer.MIN_VALUE, Integer.MAX_VALUE);
-            if (orgin >= 0) {
-                csv.integer(row, orgin, Integer.MIN_VALUE, Integer.MAX_VALUE);
+            if (bssids.isEmpty()) {
+                throw SimulatorError.at(path, 1, csv.header.length + 1, "no BSSID columns after the fixed ones");
             }
-            for (int column : bssids) {
-                csv.number(row, column);
+            rows.add(String.join(",", csv.header));
+            for (CsvFile.Row row; (row = csv.next()) != null; ) {
+                long b = csv.integer(row, batch, Integer.MIN_VALUE, Integer.MAX_VALUE);
+                // The model text carries orginBatch, which the truth names.
+                batches.add((int) (orgin >= 0 ? csv.integer(row, orgin, Integer.MIN_VALUE, Integer.MAX_VALUE) : b));
+                for (int column : bssids) {
+                    csv.number(row, column);
+                }
+                rows.add(String.join(",", row.fields()));
+                progress.update(() -> String.format("%.0f%%", 100 * csv.fractionRead()));
             }
-            rows.add(String.join(",", row.fields()));
-        }
-        if (rows.size() < 2) {
-            throw SimulatorError.at(path, 2, 1, "no scans after the header");
+            if (rows.size() < 2) {
+                throw SimulatorError.at(path, csv.lines() + 1, 1, "no scans after the header");
+            }
         }
         return new ClusterInput(path.toString(), rows.toArray(new String[0]),
-                truth == null ? Map.of() : readTruth(truth), List.of());
+                truth == null ? Map.of() : readTruth(truth, batches), List.of());
     }
 
-    /** "batch place" lines, as fingerprint_gen writes them. */
-    private static Map<Integer, String> readTruth(Path path) {
+    /** "batch place" lines, as fingerprint_gen writes them, checked against the batches of the rows. */
+    private static Map<Integer, String> readTruth(Path path, Set<Integer> batches) {
         List<String> lines;
         try {
             lines = Files.readAllLines(path, StandardCharsets.UTF_8);
+        } catch (MalformedInputException e) {
+            throw new SimulatorError(path + ": not UTF-8 text (save the file as UTF-8 or plain ASCII)");
         } catch (IOException e) {
-            throw new SimulatorError(path + ": " + e.getMessage());
+            throw SimulatorError.io(path, e);
         }
         Map<Integer, String> placeOfBatch = new HashMap<>();
+        long unknown = 0;
+        long firstUnknown = 0;
         for (int i = 0; i < lines.size(); i++) {
             if (lines.get(i).isBlank()) {
                 continue;
@@ -124,11 +134,30 @@ final class ClusterInput {
             if (words.length != 2) {
                 throw SimulatorError.at(path, i + 1, 1, "expected 'batch place', got '" + lines.get(i) + "'");
             }
+            int batch;
             try {
-                placeOfBatch.put(Integer.parseInt(words[0]), words[1]);
+                batch = Integer.parseInt(words[0]);
             } catch (NumberFormatException e) {
                 throw SimulatorError.at(path, i + 1, 1, "batch '" + words[0] + "' is not a whole number");
             }
+            if (!batches.contains(batch)) {
+                firstUnknown = unknown++ == 0 ? i + 1 : firstUnknown;
+                continue;
+            }
+            placeOfBatch.put(batch, words[1]);
+        }
+        if (placeOfBatch.isEmpty()) {
+            throw SimulatorError.at(path, Math.max(firstUnknown, 1), 1, lines.stream().allMatch(String::isBlank)
+                    ? "no 'batch place' lines" : "names no batch of the rows (their orginBatch values)");
+        }
+        if (unknown > 0) {
+            Notices.warn(path + ":" + firstUnknown + ": " + unknown + " line(s) name a batch the rows do not have; "
+                    + "left out");
+        }
+        long untold = batches.stream().filter(b -> !placeOfBatch.containsKey(b)).count();
+        if (untold > 0) {
+            Notices.warn(path + ": " + untold + " batch(es) of the rows have no place here; their scans are "
+                    + "clustered but left out of purity and adjusted Rand index");
         }
         return placeOfBatch;
     }

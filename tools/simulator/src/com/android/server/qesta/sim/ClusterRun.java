@@ -11,6 +11,8 @@ import java.util.List;
 import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * The three clustering pipelines on one set of scans, each through the model
@@ -18,11 +20,21 @@ import java.util.TreeMap;
  * truth (purity and adjusted Rand index) where there is one.
  */
 final class ClusterRun {
-    /** The parameter keys the library reads; the others take whole numbers. */
-    private static final Set<String> PARAMS = Set.of("batchID", "labelID", "timestampID", "linkSpeedID", "bssidStart",
-            "cellIDStart", "deleteFlag", "nClusters", "maxDist", "minSampleRatio", "weightParam", "shareRatioParam",
-            "minRange", "minBssidCount", "minDistinctValue", "minStdev", "threshold", "minMeanRssi", "lowerBound",
-            "reprMinOcc", "isMainAp", "codeType", "connectedStrength", "minFreq", "maxBssidNum");
+    /** The parameter keys the pipelines read, the stage that reads each, and its default. */
+    static final String[][] READ = {
+        {"deleteFlag", "selection", "1"}, {"minBssidCount", "selection", "3"},
+        {"minDistinctValue", "selection", "5.0 (number)"}, {"minStdev", "selection", "5.0 dB (number)"},
+        {"threshold", "selection", "-80 dBm"}, {"minMeanRssi", "selection", "-80 dBm"},
+        {"lowerBound", "selection", "-70 dBm"}, {"reprMinOcc", "selection", "5"},
+        {"isMainAp", "selection", "0 (0 or 1)"}, {"maxBssidNum", "selection", "1000"},
+        {"maxDist", "graph clustering", "100"}, {"shareRatioParam", "graph clustering", "0.66 (number)"},
+        {"connectedStrength", "graph clustering", "0.2 (number)"}, {"weightParam", "batch clustering", "0.3 (number)"},
+        {"minFreq", "batch clustering", "5"}};
+    /** Keys the library accepts but no pipeline reads: a warning, not an error. */
+    static final Set<String> UNREAD = Set.of("batchID", "labelID", "timestampID", "linkSpeedID", "bssidStart",
+            "cellIDStart", "nClusters", "minSampleRatio", "minRange", "codeType");
+    private static final Set<String> PARAMS = Stream.concat(Arrays.stream(READ).map(r -> r[0]), UNREAD.stream())
+            .collect(Collectors.toSet());
     private static final Set<String> FLOAT_PARAMS = Set.of("minSampleRatio", "weightParam", "shareRatioParam",
             "minDistinctValue", "minStdev", "connectedStrength");
     private static final int FIXED_COLUMNS = 5;  // orginBatch,batch,label,timestamp,link_speed of the core text
@@ -61,6 +73,16 @@ final class ClusterRun {
         return params.toArray(new String[0]);
     }
 
+    /** Warns of each parameter the library accepts but no pipeline reads. */
+    static void warnUnread(List<String> params) {
+        for (String param : params) {
+            if (UNREAD.contains(param.split("=", 2)[0])) {
+                Notices.warn("--param " + param + ": the library accepts this key, but no pipeline reads it; "
+                        + "the run is the same without it");
+            }
+        }
+    }
+
     /** The cluster command: UJIIndoorLoc export or rows file, optional truth and parameters. */
     static Result command(Options options, PrintStream out) throws IOException, InterruptedException {
         if (options.has("--uji") == options.has("--rows")) {
@@ -70,6 +92,7 @@ final class ClusterRun {
             throw new SimulatorError("--truth goes with --rows");
         }
         checkParams(options.all("--param"));
+        warnUnread(options.all("--param"));
         ClusterInput input = options.has("--uji") ? ClusterInput.uji(options.inputFile("--uji"))
                 : ClusterInput.rows(options.inputFile("--rows"),
                         options.has("--truth") ? options.inputFile("--truth") : null);

@@ -1,74 +1,141 @@
 package com.android.server.qesta.sim;
 
-import java.io.BufferedReader;
+import java.io.BufferedInputStream;
 import java.io.IOException;
+import java.io.InputStream;
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
+import java.nio.charset.CharsetDecoder;
+import java.nio.charset.CoderResult;
+import java.nio.charset.CodingErrorAction;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.List;
 
 /**
- * A comma-separated input file, checked strictly: a header line, then rows of
- * exactly the header's width. Every complaint names the file, line and column.
+ * A comma-separated input file read row by row, checked strictly: UTF-8, a
+ * header line, then rows of exactly the header's width. Every complaint
+ * names the file, line and column. Only the current row is held, so a file
+ * of any length streams through.
  */
-final class CsvFile {
+final class CsvFile implements AutoCloseable {
     /** One data row and the line it was read from. */
-    record Row(int line, String[] fields) {}
+    record Row(long line, String[] fields) {}
+
+    private static final int BUFFER = 1 << 16;
 
     final Path path;
     final String[] header;
-    final List<Row> rows = new ArrayList<>();
+    private final long mSize;
+    private final InputStream mIn;
+    private final CharsetDecoder mDecoder = StandardCharsets.UTF_8.newDecoder()
+            .onMalformedInput(CodingErrorAction.REPORT).onUnmappableCharacter(CodingErrorAction.REPORT);
+    private byte[] mLine = new byte[256];
+    private CharBuffer mChars = CharBuffer.allocate(256);
+    private long mNumber;
+    private long mRead;
 
-    private CsvFile(Path path, String[] header) {
+    private CsvFile(Path path) throws IOException {
         this.path = path;
-        this.header = header;
+        mSize = Files.size(path);
+        mIn = new BufferedInputStream(Files.newInputStream(path), BUFFER);
+        String first = nextLine();
+        if (first == null || first.isBlank()) {
+            mIn.close();
+            throw SimulatorError.at(path, 1, 1, "empty file, expected a header line");
+        }
+        header = split(first);
     }
 
-    static CsvFile read(Path path) {
-        long size;
+    /** Opens the file and reads its header. */
+    static CsvFile open(Path path) {
         try {
-            size = Files.size(path);
+            return new CsvFile(path);
         } catch (IOException e) {
-            throw new SimulatorError(path + ": " + e.getMessage());
+            throw SimulatorError.io(path, e);
         }
-        try (BufferedReader in = Files.newBufferedReader(path, StandardCharsets.UTF_8);
-                Progress progress = new Progress("reading " + path)) {
-            String line = in.readLine();
-            if (line == null || line.isBlank()) {
-                throw SimulatorError.at(path, 1, 1, "empty file, expected a header line");
-            }
-            CsvFile file = new CsvFile(path, split(line));
-            long read = line.length() + 1;
-            int number = 1;
-            while ((line = in.readLine()) != null) {
-                number++;
-                read += line.length() + 1;
+    }
+
+    /** The next data row, or null at the end; blank lines are skipped. */
+    Row next() {
+        try {
+            String line;
+            while ((line = nextLine()) != null) {
                 if (line.isEmpty()) {
-                    continue;  // a blank line, usually the last one
+                    continue;
                 }
                 String[] fields = split(line);
-                if (fields.length != file.header.length) {
-                    throw SimulatorError.at(path, number, Math.min(fields.length, file.header.length) + 1,
-                            fields.length + " fields, the header has " + file.header.length);
+                if (fields.length != header.length) {
+                    throw SimulatorError.at(path, mNumber, Math.min(fields.length, header.length) + 1,
+                            fields.length + " fields, the header has " + header.length);
                 }
-                file.rows.add(new Row(number, fields));
-                progress.update(String.format("%d%%", 100 * read / Math.max(size, 1)));
+                return new Row(mNumber, fields);
             }
-            return file;
+            return null;
         } catch (IOException e) {
-            throw new SimulatorError(path + ": " + e.getMessage());
+            throw SimulatorError.io(path, e);
         }
+    }
+
+    /** Lines read so far, the header included. */
+    long lines() {
+        return mNumber;
+    }
+
+    /** Share of the file read so far, 0 to 1. */
+    double fractionRead() {
+        return mSize == 0 ? 1 : Math.min(1.0, (double) mRead / mSize);
+    }
+
+    @Override
+    public void close() {
+        try {
+            mIn.close();
+        } catch (IOException e) {
+            // Read-only: nothing is lost.
+        }
+    }
+
+    /** One line as text without its end, or null at the end of the file; invalid UTF-8 is an error at its column. */
+    private String nextLine() throws IOException {
+        int length = 0;
+        int b;
+        while ((b = mIn.read()) >= 0 && b != '\n') {
+            if (length == mLine.length) {
+                mLine = Arrays.copyOf(mLine, length * 2);
+            }
+            mLine[length++] = (byte) b;
+        }
+        if (b < 0 && length == 0) {
+            return null;
+        }
+        mNumber++;
+        mRead += length + 1;
+        if (length > 0 && mLine[length - 1] == '\r') {
+            length--;
+        }
+        return decode(length);
+    }
+
+    private String decode(int length) {
+        if (mChars.capacity() < length) {
+            mChars = CharBuffer.allocate(length);
+        }
+        mChars.clear();
+        ByteBuffer bytes = ByteBuffer.wrap(mLine, 0, length);
+        mDecoder.reset();
+        CoderResult result = mDecoder.decode(bytes, mChars, true);
+        if (result.isError()) {
+            throw SimulatorError.at(path, mNumber, mChars.position() + 1, String.format(
+                    "byte 0x%02X is not UTF-8 (save the file as UTF-8 or plain ASCII)", mLine[bytes.position()]));
+        }
+        mChars.flip();
+        return mChars.toString();
     }
 
     private static String[] split(String line) {
-        String[] fields = line.split(",", -1);
-        String last = fields[fields.length - 1];
-        if (last.endsWith("\r")) {
-            fields[fields.length - 1] = last.substring(0, last.length() - 1);
-        }
-        return fields;
+        return line.split(",", -1);
     }
 
     /** Fails unless the header is exactly these columns, in this order. */

@@ -2,21 +2,35 @@ package com.android.server.qesta.sim;
 
 import com.android.server.qesta.testing.LogCapture;
 
+import java.io.BufferedWriter;
+import java.io.IOException;
 import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
 import java.util.List;
 
 /**
  * The library's liblog lines, taken as they come so that each can be tied to
- * the report or call that caused it; with --verbose they are also printed.
+ * the report or call that caused it. They go to a file beside the report and
+ * the first of them into the page; with --verbose they are also printed.
  */
 final class LibraryLog {
+    static final int ON_PAGE = 300;
+    // The file's cap: a long trace logs a few lines per report.
+    static final long IN_FILE = 200_000;
+
     private static PrintStream sEcho;
+    private static BufferedWriter sFile;
     private static long sTaken;
+    private static final List<String> FIRST = new ArrayList<>();
 
     private LibraryLog() {}
 
-    static void install(PrintStream echo) {
+    static void install(PrintStream echo, Path file) throws IOException {
         sEcho = echo;
+        sFile = Files.newBufferedWriter(file, StandardCharsets.UTF_8);
         LogCapture.install();
     }
 
@@ -32,17 +46,51 @@ final class LibraryLog {
      */
     static List<String> take() {
         String[] lines = LogCapture.lines();
+        if (lines.length == 0) {
+            return List.of();
+        }
         LogCapture.clear();
-        sTaken += lines.length;
-        if (sEcho != null) {
-            for (String line : lines) {
+        for (String line : lines) {
+            keep(line);
+            if (sEcho != null) {
                 sEcho.println("      liblog " + line);
             }
         }
         return List.of(lines);
     }
 
+    private static void keep(String line) {
+        sTaken++;
+        if (FIRST.size() < ON_PAGE) {
+            FIRST.add(line);
+        }
+        if (sFile != null && sTaken <= IN_FILE) {
+            try {
+                sFile.write(line);
+                sFile.write('\n');
+            } catch (IOException e) {
+                throw new IllegalStateException("cannot write the library's log beside the report: "
+                        + SimulatorError.describe(e));
+            }
+        }
+    }
+
     static long taken() {
         return sTaken;
+    }
+
+    static List<String> first() {
+        return FIRST;
+    }
+
+    /** Closes the file, noting the lines it could not hold. */
+    static void close() throws IOException {
+        if (sFile != null) {
+            if (sTaken > IN_FILE) {
+                sFile.write("(" + (sTaken - IN_FILE) + " further lines not kept)\n");
+            }
+            sFile.close();
+            sFile = null;
+        }
     }
 }

@@ -18,7 +18,8 @@ final class Options {
             if (!known.contains(name)) {
                 throw new SimulatorError("unknown option '" + name + "' (known: " + String.join(" ", known) + ")");
             }
-            if (i + 1 == args.size()) {
+            // A value may not look like an option: "--trace --frames f.csv" misses the trace, it does not name it.
+            if (i + 1 == args.size() || args.get(i + 1).startsWith("--")) {
                 throw new SimulatorError(name + " needs a value");
             }
             List<String> values = mValues.computeIfAbsent(name, n -> new ArrayList<>());
@@ -66,11 +67,14 @@ final class Options {
     /** An input file named by the option, which must exist and be readable. */
     Path inputFile(String name) {
         Path path = Path.of(require(name));
+        if (Files.isDirectory(path)) {
+            throw new SimulatorError(name + " " + path + ": is a folder, not a file");
+        }
         if (!Files.isRegularFile(path)) {
-            throw new SimulatorError(path + ": no such file");
+            throw new SimulatorError(name + " " + path + ": no such file");
         }
         if (!Files.isReadable(path)) {
-            throw new SimulatorError(path + ": not readable");
+            throw new SimulatorError(name + " " + path + ": not readable (permission denied)");
         }
         return path;
     }

@@ -1,6 +1,7 @@
 package com.android.server.qesta.sim;
 
 import java.io.PrintStream;
+import java.util.function.Supplier;
 
 /**
  * One progress line on standard error for work that runs longer than about a
@@ -40,14 +41,19 @@ final class Progress implements AutoCloseable {
         return progress;
     }
 
-    synchronized void update(String state) {
+    void update(String state) {
+        update(() -> state);
+    }
+
+    /** The state is only put into words when a line is due. */
+    synchronized void update(Supplier<String> state) {
         long now = System.currentTimeMillis();
         if (now - mLastShown < QUIET_MS) {
             return;
         }
         mLastShown = now;
         mShown = true;
-        String line = String.format("%s: %s, %d s", mWhat, state, (now - mStart) / 1000);
+        String line = String.format("%s: %s, %d s", mWhat, state.get(), (now - mStart) / 1000);
         if (mTerminal) {
             mErr.print("\r" + line + "\033[K");
         } else {

@@ -17,27 +17,117 @@ final class ReportSections {
 
     static void stall(Report report, StallSession session) {
         report.heading("Stall session — " + session.title);
-        report.paragraph(Charts.thresholds(session) + ".");
+        report.summary(stallSummary(session));
+        if (!session.episodes.kept().isEmpty()) {
+            List<List<String>> rows = new ArrayList<>();
+            for (Episodes.Episode e : session.episodes.kept()) {
+                rows.add(List.of(seconds(e.startMs()), seconds(e.endMs()), seconds(e.durationMs()),
+                        seconds(e.detectedMs()), e.rule().label, Integer.toString(e.callbacks()), e.values(),
+                        ruleThreshold(session, e.rule())));
+            }
+            report.table(List.of("start (s)", "end (s)", "duration (s)", "first callback (s)", "rule", "callbacks",
+                    "values", "threshold behind it"), rows);
+            if (session.episodes.count() > session.episodes.kept().size()) {
+                report.paragraph("The first " + session.episodes.kept().size() + " of " + session.episodes.count()
+                        + " episodes are listed; all are in the CSV below.");
+            }
+        }
+        report.link("Every episode: " + session.episodesCsv.getFileName(), session.episodesCsv.getFileName().toString());
+        report.paragraph(CALLBACK_MEANING);
+        List<List<String>> calls = new ArrayList<>();
+        session.callbackCounts.forEach((call, count) -> calls.add(List.of(call, Long.toString(count))));
+        if (!calls.isEmpty()) {
+            report.table(List.of("callback (value, kind, flag)", "count"), calls);
+        }
+        List<List<String>> verdicts = new ArrayList<>();
+        session.verdictCounts.forEach((verdict, count) -> verdicts.add(List.of(verdict, Long.toString(count))));
+        report.table(List.of("detector verdict", "reports"), verdicts);
+        report.paragraph(detectorRule(session));
         session.notes.forEach(report::paragraph);
-        boolean frames = session.passes.stream().anyMatch(pass -> !pass.frames().isEmpty());
-        report.chart(Charts.timeline(session), WIDTH, frames ? TIMELINE_FRAMES_HEIGHT : TIMELINE_HEIGHT,
+        report.chart(Charts.timeline(session), WIDTH, session.anyFrames() ? TIMELINE_FRAMES_HEIGHT : TIMELINE_HEIGHT,
                 "timeline of scene " + session.scene);
         List<String> head = new ArrayList<>(List.of("t (s)"));
         head.addAll(Arrays.asList(session.countSeries));
         head.addAll(Arrays.asList(session.byteSeries));
         head.addAll(List.of("frame service", "detector verdict", "callbacks", "stall engine log"));
         List<List<String>> rows = new ArrayList<>();
-        for (StallSession.Pass pass : session.passes) {
-            List<String> row = new ArrayList<>(List.of(String.format("%.0f", pass.timeS())));
+        for (StallSession.Pass pass : session.shown) {
+            List<String> row = new ArrayList<>(List.of(seconds(pass.timeMs())));
             Arrays.stream(pass.counts()).forEach(value -> row.add(Long.toString(value)));
             Arrays.stream(pass.bytes()).forEach(value -> row.add(Long.toString(value)));
             row.add(pass.frames().stream().map(String::valueOf).collect(Collectors.joining(" ")));
-            row.add(pass.verdict().text());
+            row.add(pass.verdict().text() + (pass.verdict().detail().isEmpty() ? "" : "\n" + pass.verdict().detail()));
             row.add(pass.callbacks().stream().map(Object::toString).collect(Collectors.joining("\n")));
             row.add(pass.log().stream().filter(line -> line.contains("/Korun: ")).collect(Collectors.joining("\n")));
             rows.add(row);
         }
+        report.subheading("Reports");
+        if (session.passes() > session.shown.size()) {
+            report.paragraph("The first " + StallSession.FIRST_ROWS + " reports and the first "
+                    + StallSession.CALLBACK_ROWS + " with a callback: " + session.shown.size() + " of "
+                    + session.passes() + ". Every report is in the CSV below.");
+        }
+        report.link("Every report: " + session.csv.getFileName(), session.csv.getFileName().toString());
         report.table(head, rows);
+    }
+
+    private static final String CALLBACK_MEANING = "Callback arguments, handleReportStallInfo(value, scene, kind, "
+            + "flag): value is 1 for a no-traffic stall, the detector's result for a detector or flag stall, and "
+            + "the frame-detection service's result for kind 1; scene is the app scene code of the session; kind "
+            + "is 0 for a stall and 1 for a frame-detection result passed on; flag is the short-video detector's "
+            + "first-report flag (false on the call scenes).";
+
+    static String seconds(long ms) {
+        return ms % 1000 == 0 ? Long.toString(ms / 1000) : String.format("%.1f", ms / 1000.0);
+    }
+
+    /** The answer to "did it stall, when, for how long", in a few lines. */
+    private static List<String> stallSummary(StallSession session) {
+        List<String> lines = new ArrayList<>();
+        long reports = session.passes();
+        long span = reports * session.intervalMs;
+        if (session.episodes.count() == 0) {
+            lines.add("No stall reported: " + reports + " reports (" + seconds(span) + " s), no callback.");
+        } else {
+            lines.add(session.episodes.count() + " episode(s) in " + reports + " reports (" + seconds(span) + " s), "
+                    + session.callbacks() + " callback(s):");
+            session.episodes.totals().forEach((rule, t) -> lines.add(String.format(
+                    "%s: %d episode(s), %s s in all, longest %s s — %s", rule.label, t[0], seconds(t[1]),
+                    seconds(t[2]), ruleThreshold(session, rule))));
+        }
+        lines.add("Thresholds: " + Charts.thresholds(session) + ".");
+        return lines;
+    }
+
+    /** What makes a rule fire in this session, with its numbers. */
+    static String ruleThreshold(StallSession session, Episodes.Rule rule) {
+        int n = session.countThreshold();
+        return switch (rule) {
+            case NO_TRAFFIC -> "N = " + n + " reports in a row with no byte in or out (" + session.intervalMs
+                    + " ms each), then one callback per further silent report";
+            case DETECTOR -> "the detector's stall verdict, passed on every N = " + n + " reports while it lasts";
+            case FIRST_REPORT -> "the short-video detector's first-report flag";
+            case FRAMES -> "a frame-detection result other than 0, passed on at once; a result of 2 only after "
+                    + session.frameHoldReports() + " reports of it";
+        };
+    }
+
+    /** The detector's own rule and whether the session passes its verdict on. */
+    private static String detectorRule(StallSession session) {
+        if (session.scene == StallReplay.VIDEO_CALL) {
+            return "Detector (video call): over the last 2 s, 100-120 packets with fewer than 30000 bytes is in band "
+                    + "(0), 121 packets or more is heavy (2), anything else is 1. Scene " + StallReplay.VIDEO_CALL
+                    + " does not pass these verdicts on: it reports silence and frame results only.";
+        }
+        if (session.scene == StallReplay.VOICE_CALL) {
+            return "Detector (voice call): the three smallest per-second inbound packet counts of the last 5 s "
+                    + "through a small tree (3G tree: stall when the smallest is 7.5 or less; 4G tree, once the 5 s "
+                    + "average exceeds 30 packets: stall when the smallest is 19.5 or less); the first 4 reports "
+                    + "warm up.";
+        }
+        return "Detector (short video): per request, the seconds downloaded against the seconds passed; shortfalls of "
+                + "1, 2, 3 or 6 s are marked and a stall is declared when the marks over the last 10 requests reach "
+                + "3 in a row or 4 in all (1 s), 2 or 3 (2 s), 1 (3 s).";
     }
 
     static void clustering(Report report, ClusterRun.Result result) {

@@ -8,25 +8,29 @@ import com.android.server.qesta.testing.PlatformStandIns;
 import java.io.PrintStream;
 import java.nio.file.Path;
 import java.util.ArrayList;
-import java.util.Iterator;
 import java.util.List;
 import java.util.Set;
+import java.util.concurrent.locks.LockSupport;
 
 /**
  * One stall session of the library, fed report by report by the emulated
- * stall module: every callback is printed as it arrives, and each report is
- * recorded with the detector's verdict and the callbacks it caused.
+ * stall module: callbacks are printed as they arrive, and each report goes
+ * to the session's record with the detector's verdict and the callbacks it
+ * caused. Nothing of a report is kept here once the next one is fed.
  */
 final class StallReplay {
     static final int UID = 10123;
     static final int VOICE_CALL = 100105;
     static final int VIDEO_CALL = 100106;
+    static final int SHORT_VIDEO_FLAG_SCENE = 100501;  // reports on the detector's first-report flag
     static final Set<Integer> SHORT_VIDEO = Set.of(100501, 100701, 100901);
     // The session's thresholds, annotated on the timeline: the silence it
     // tolerates per scene and the heavy frame results it holds back.
     static final int VOICE_SPAN_MS = 5000;
     static final int CALL_SPAN_MS = 6000;
     static final int FRAME_HOLD = 6;
+    // Reports and callbacks printed on the terminal before it falls quiet (all of them with --verbose).
+    static final int PRINTED = 40;
 
     private static final int START = 24;
     private static final int STOP = 25;
@@ -37,14 +41,19 @@ final class StallReplay {
     // A report that moves no byte total leaves nothing to wait on: it counts as
     // taken in once the library has logged nothing more for this long.
     private static final long QUIET_MS = 20;
+    // Polling the totals: spin this long before parking between polls.
+    private static final long SPIN_NS = 200_000;
+    private static final long PARK_NS = 50_000;
 
     private final ZvQestaJniAdapter mAdapter = new ZvQestaJniAdapter();
     private final PrintStream mOut;
     private final boolean mFrames;
+    private final boolean mVerbose;
     private final List<StallSession.Callback> mCallbacks = new ArrayList<>();
     private final StallSession mSession;
     private long mInTotal;
     private long mOutTotal;
+    private long mPrintedCallbacks;
 
     static boolean isShortVideo(int scene) {
         return SHORT_VIDEO.contains(scene);
@@ -54,10 +63,16 @@ final class StallReplay {
         return scene == VOICE_CALL || scene == VIDEO_CALL || isShortVideo(scene);
     }
 
-    /** Starts a session of {@code scene}; {@code frames} also starts the frame-detection service. */
-    StallReplay(String title, int scene, boolean frames, PrintStream out) throws InterruptedException {
+    /**
+     * Starts a session of {@code scene}; {@code frames} also starts the
+     * frame-detection service. Its CSV files go beside the report as
+     * {@code name}.csv and {@code name}-episodes.csv.
+     */
+    StallReplay(String title, int scene, boolean frames, PrintStream out, boolean verbose, Report report,
+            String name) throws InterruptedException {
         mOut = out;
         mFrames = frames;
+        mVerbose = verbose;
         KernelEmulator.reset();
         LibraryLog.take();
         ZvQestaJniAdapter.setStallListener(this::onStall);
@@ -71,18 +86,20 @@ final class StallReplay {
                 + started);
         if (started != 0 || !GenlKernel.waitForCommand(GenlKernel.CMD_START, 1, WAIT_MS)) {
             stopFrames();
-            throw new SimulatorError("the library did not start a stall session for scene " + scene);
+            throw new IllegalStateException("the library did not start a stall session for scene " + scene);
         }
         int interval = (int) GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_INTERVAL)[0];
         out.println("   kernel got START uid=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_UID)[0]
                 + " class=" + GenlKernel.sentAttr(GenlKernel.CMD_START, GenlKernel.ATTR_DETECT_CLASS)[0]
                 + " interval=" + interval + " ms");
         waitForQuiet();  // the session's start-up lines, before any report
+        Path csv = report.sidecar(name + ".csv");
+        Path episodes = report.sidecar(name + "-episodes.csv");
         mSession = isShortVideo(scene)
                 ? new StallSession(title, scene, interval, new String[] {"detect_state"},
-                        new String[] {"loaded", "total"})
+                        new String[] {"loaded", "total"}, csv, episodes)
                 : new StallSession(title, scene, interval, new String[] {"packets in", "packets out"},
-                        new String[] {"bytes in", "bytes out"});
+                        new String[] {"bytes in", "bytes out"}, csv, episodes);
     }
 
     int interval() {
@@ -96,9 +113,11 @@ final class StallReplay {
     /** One throughput report, after the frame-service results due before it. */
     void feed(StallTrace.Throughput row, List<Integer> frames) throws InterruptedException {
         deliver(frames);
-        double time = timeOfNext();
-        mOut.println(String.format("   t=%2.0fs report: %3d packets in, %5d bytes in, %4d bytes out%s", time,
-                row.inPkts(), row.inBytes(), row.outBytes(), frameText(frames)));
+        long time = timeOfNext();
+        if (printing()) {
+            mOut.println(String.format("   t=%ds report: %3d packets in, %5d bytes in, %4d bytes out%s", time / 1000,
+                    row.inPkts(), row.inBytes(), row.outBytes(), frameText(frames)));
+        }
         mInTotal += row.inBytes();
         mOutTotal += row.outBytes();
         push(GenlKernel.pushThroughputReport(UID, (int) row.inPkts(), (int) row.outPkts(), (int) row.inBytes(),
@@ -111,17 +130,24 @@ final class StallReplay {
     /** One short-video report carrying the entry under detection. */
     void feed(StallTrace.ShortVideo row, List<Integer> frames) throws InterruptedException {
         deliver(frames);
-        double time = timeOfNext();
-        mOut.println(String.format("   t=%2.0fs report: video %s (entry %d, state %d), %d of %d bytes loaded%s", time,
-                row.video(), row.detectIndex(), row.detectState(), row.loaded(), row.total(), frameText(frames)));
+        long time = timeOfNext();
+        if (printing()) {
+            mOut.println(String.format("   t=%ds report: video %s (entry %d, state %d), %d of %d bytes loaded%s",
+                    time / 1000, row.video(), row.detectIndex(), row.detectState(), row.loaded(), row.total(),
+                    frameText(frames)));
+        }
         push(GenlKernel.pushAwemeReport(UID, row.detectIndex(), (int) row.curIndex(), (int) row.validNum(),
                 (int) row.detectState(), row.loadedBase(), row.total(), (int) row.rangeStart(), (int) row.inBytes(),
                 row.timescale(), row.dur(), row.video()));
         record(time, new long[] {row.detectState()}, new long[] {row.loaded(), row.total()}, frames, waitForQuiet());
     }
 
-    /** Stops the session as the service does and shows what the kernel saw of it. */
+    /** Stops the session as the service does, shows what the kernel saw of it and closes its record. */
     StallSession finish() throws InterruptedException {
+        if (!mVerbose && mSession.passes() > PRINTED) {
+            mOut.println("   (" + mSession.passes() + " reports, " + mSession.callbacks() + " callbacks in all; the "
+                    + "first " + PRINTED + " of each were printed, the report has every one)");
+        }
         long[] totals = mAdapter.nativeGetCurrTotalTraffic();
         mOut.println(" nativeGetCurrTotalTraffic() = [out " + totals[0] + ", in " + totals[1] + "]");
         mOut.println(" nativeSendQoeStallDetectCmd(" + STOP + ", ...) = "
@@ -144,7 +170,12 @@ final class StallReplay {
         stopFrames();
         ZvQestaJniAdapter.setStallListener(null);
         LibraryLog.take();
+        mSession.close();
         return mSession;
+    }
+
+    private boolean printing() {
+        return mVerbose || mSession.passes() < PRINTED;
     }
 
     private void stopFrames() {
@@ -155,7 +186,9 @@ final class StallReplay {
 
     private void onStall(int value, int scene, int kind, boolean flag) {
         StallSession.Callback call = new StallSession.Callback(value, scene, kind, flag);
-        mOut.println("      <- " + call + "  " + (kind == 1 ? "frame detection result passed on" : "stall"));
+        if (mVerbose || mPrintedCallbacks++ < PRINTED) {
+            mOut.println("      <- " + call + "  " + (kind == 1 ? "frame detection result passed on" : "stall"));
+        }
         synchronized (mCallbacks) {
             mCallbacks.add(call);
         }
@@ -171,40 +204,47 @@ final class StallReplay {
         return frames.isEmpty() ? "" : ", frame service: " + frames.toString().replaceAll("[\\[\\]]", "");
     }
 
-    private double timeOfNext() {
-        return (mSession.passes.size() + 1) * mSession.intervalMs / 1000.0;
+    /** The end of the next report's interval, in ms from the start of the trace (64-bit: traces may be long). */
+    private long timeOfNext() {
+        return (mSession.passes() + 1) * mSession.intervalMs;
     }
 
     private void push(boolean delivered) {
         if (!delivered) {
-            throw new SimulatorError("the emulated kernel could not deliver report " + (mSession.passes.size() + 1)
-                    + ": the library closed its socket");
+            throw new IllegalStateException("the emulated kernel could not deliver report "
+                    + (mSession.passes() + 1) + ": the library closed its socket");
         }
     }
 
-    private void record(double time, long[] counts, long[] bytes, List<Integer> frames, List<String> log) {
+    private void record(long time, long[] counts, long[] bytes, List<Integer> frames, List<String> log) {
         List<StallSession.Callback> callbacks;
         synchronized (mCallbacks) {
-            callbacks = new ArrayList<>(mCallbacks);
+            callbacks = mCallbacks.isEmpty() ? List.of() : new ArrayList<>(mCallbacks);
             mCallbacks.clear();
         }
-        mSession.passes.add(new StallSession.Pass(time, counts, bytes, frames, Verdict.of(mSession.scene, log),
-                callbacks, log));
+        mSession.add(new StallSession.Pass(time, counts, bytes, frames, Verdict.of(mSession.scene, log), callbacks,
+                log));
     }
 
     /** The totals move on once the worker has finished with the report and waits for the next. */
-    private List<String> waitForTotals() throws InterruptedException {
-        long deadline = System.currentTimeMillis() + WAIT_MS;
+    private List<String> waitForTotals() {
+        long start = System.nanoTime();
+        long deadline = start + WAIT_MS * 1_000_000L;
         while (true) {
             long[] totals = mAdapter.nativeGetCurrTotalTraffic();
             if (totals[0] == mOutTotal && totals[1] == mInTotal) {
                 return LibraryLog.take();
             }
-            if (System.currentTimeMillis() > deadline) {
-                throw new SimulatorError("the library did not take in report " + (mSession.passes.size() + 1)
+            long now = System.nanoTime();
+            if (now > deadline) {
+                throw new IllegalStateException("the library did not take in report " + (mSession.passes() + 1)
                         + " within " + WAIT_MS + " ms");
             }
-            Thread.sleep(1);
+            if (now - start < SPIN_NS) {
+                Thread.onSpinWait();
+            } else {
+                LockSupport.parkNanos(PARK_NS);
+            }
         }
     }
 
@@ -221,51 +261,5 @@ final class StallReplay {
             }
         }
         return LibraryLog.take();
-    }
-
-    /** The stall command: a trace file (and frame results) through a session of one scene. */
-    static StallSession command(Options options, PrintStream out) throws InterruptedException {
-        int scene = options.integer("--scene", 0, Integer.MAX_VALUE);
-        if (!isKnownScene(scene)) {
-            throw new SimulatorError("unknown scene " + scene + " (known: " + VOICE_CALL + " " + VIDEO_CALL + " "
-                    + String.join(" ", SHORT_VIDEO.stream().sorted().map(String::valueOf).toList()) + ")");
-        }
-        Path tracePath = options.inputFile("--trace");
-        List<StallTrace.Throughput> calls = isShortVideo(scene) ? null : StallTrace.readThroughput(tracePath);
-        List<StallTrace.ShortVideo> videos = isShortVideo(scene) ? StallTrace.readShortVideo(tracePath) : null;
-        List<StallTrace.Frame> frames = options.has("--frames")
-                ? StallTrace.readFrames(options.inputFile("--frames")) : List.of();
-        Integer traceMs = options.has("--interval") ? options.integer("--interval", 1, 3_600_000) : null;
-
-        out.println("==== stall: scene " + scene + ", " + tracePath + " ====");
-        StallReplay replay = new StallReplay("Scene " + scene + ": " + tracePath.getFileName(), scene,
-                options.has("--frames") || scene == VIDEO_CALL, out);
-        try {
-            int interval = replay.interval();
-            if (calls != null && traceMs != null) {
-                calls = StallTrace.regroup(tracePath, calls, traceMs, interval);
-            } else if (traceMs != null && traceMs != interval) {
-                throw new SimulatorError("--interval " + traceMs + ": short-video reports come every " + interval
-                        + " ms, one row each");
-            }
-            Iterator<StallTrace.Frame> pending = frames.iterator();
-            StallTrace.Frame next = pending.hasNext() ? pending.next() : null;
-            int count = calls != null ? calls.size() : videos.size();
-            for (int i = 0; i < count; i++) {
-                List<Integer> due = new ArrayList<>();  // results the service gave during this interval
-                while (next != null && next.timeMs() < (long) (i + 1) * interval) {
-                    due.add(next.result());
-                    next = pending.hasNext() ? pending.next() : null;
-                }
-                if (calls != null) {
-                    replay.feed(calls.get(i), due);
-                } else {
-                    replay.feed(videos.get(i), due);
-                }
-            }
-        } finally {
-            replay.finish();
-        }
-        return replay.session();
     }
 }

@@ -12,9 +12,9 @@ import java.util.List;
 public final class StallScene {
     private StallScene() {}
 
-    public static StallSession run(PrintStream out) throws InterruptedException {
+    static StallSession run(PrintStream out, boolean verbose, Report report) throws InterruptedException {
         StallReplay replay = new StallReplay("Demo: a video call whose throughput collapses", StallReplay.VIDEO_CALL,
-                true, out);
+                true, out, verbose, report, "demo-stall");
         out.println("-- healthy call: about 110 packets per 2 s");
         for (int i = 0; i < 3; i++) {
             feed(replay, 110, 24000, 6000, 0);
