@@ -196,7 +196,9 @@ static void kt_request(struct kt_tracker *t, struct kt_flow *f, const char *hdr,
 
 	e = &t->entry[t->cur_index];
 	if (t->valid_num && !strncmp(e->video, name, KORUN_VIDEO_KEY_LEN)) {
-		/* The next range of the video in play. */
+		/* The next range of the video in play; one past its end is nothing. */
+		if (e->total && range >= e->total)
+			return;
 		e->range_start = (u32)range;
 		e->in_bytes = 0;
 	} else {
@@ -212,7 +214,20 @@ static void kt_request(struct kt_tracker *t, struct kt_flow *f, const char *hdr,
 		t->reported_new = false;
 	}
 	f->entry = (int)t->cur_index;
+	f->generation = ++t->generation[t->cur_index];
 	f->range_start = (u32)range;
+}
+
+/* The flow's entry, unless a newer request has taken it over since. */
+static struct korun_stall_info *kt_flow_entry(struct kt_tracker *t, struct kt_flow *f)
+{
+	if (f->entry < 0)
+		return NULL;
+	if (t->generation[f->entry] != f->generation) {
+		f->entry = -1;
+		return NULL;
+	}
+	return &t->entry[f->entry];
 }
 
 /* Content-Range "bytes S-E/T": true when it is well formed and agrees with the request. */
@@ -244,6 +259,7 @@ static void kt_response(struct kt_tracker *t, struct kt_flow *f, const char *hdr
 	const struct korun_search_keys *k = &t->keys;
 	bool has_length = false, trusted = false;
 	u64 length = 0, total = 0, status = 0;
+	struct korun_stall_info *e;
 	size_t used;
 	long at;
 
@@ -269,13 +285,14 @@ static void kt_response(struct kt_tracker *t, struct kt_flow *f, const char *hdr
 		trusted = kt_content_range(t, f, hdr, len, has_length, length, &total);
 	else if (status == 200 && has_length && !f->range_start)
 		trusted = true, total = length;
-	if (f->entry < 0)
+	e = kt_flow_entry(t, f);
+	if (!e)
 		return;
 	if (!trusted) {
 		f->entry = -1;	/* figures that contradict each other are not counted */
 		return;
 	}
-	t->entry[f->entry].total = total;
+	e->total = total;
 }
 
 /* Feeds body bytes to the 'mvhd' search; fills timescale and duration once found. */
@@ -322,9 +339,9 @@ static void kt_body(struct kt_tracker *t, struct kt_flow *f, const u8 *p, u32 n)
 	f->body_left -= take;
 	if (!f->body_left)
 		f->phase = KT_IDLE;	/* anything after the body belongs to nothing we follow */
-	if (f->entry < 0)
+	e = kt_flow_entry(t, f);
+	if (!e)
 		return;
-	e = &t->entry[f->entry];
 	if (!e->timescale)
 		kt_mvhd(f, e, p, (u32)take);
 	f->body_seen += take;

@@ -50,6 +50,7 @@ struct kt_flow {
 	bool synced[2];
 	enum kt_phase phase;
 	int entry;		/* stall-info entry of the exchange, -1 none */
+	u32 generation;		/* of that entry when the request named it */
 	u32 range_start;	/* of the request in flight */
 	u64 body_left;		/* response body bytes still expected */
 	u64 body_seen;
@@ -65,6 +66,8 @@ struct kt_tracker {
 	struct korun_search_keys keys;
 	bool picture;		/* class 3: picture keys name the video */
 	struct korun_stall_info entry[KORUN_STALL_INFO_ENTRIES];
+	/* Bumped when an entry is given to a newer request: older exchanges stop feeding it. */
+	u32 generation[KORUN_STALL_INFO_ENTRIES];
 	u32 cur_index;		/* newest entry */
 	u32 valid_num;
 	u32 detect_index;	/* entry under detection */
