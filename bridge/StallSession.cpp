@@ -12,19 +12,6 @@ namespace {
 
 static_assert(sizeof(unsigned long) == sizeof(uint64_t), "the engine's byte totals are 64-bit");
 
-constexpr int kAwemeParamBits = 4;
-constexpr uint32_t kAwemeParamMask = 0xF;
-
-// The eight 4-bit short-video parameters packed in an algorithm type, lowest nibble first.
-std::array<int, 8> unpackAwemeParams(int32_t algoType) {
-    const auto bits = static_cast<uint32_t>(algoType);
-    std::array<int, 8> params{};
-    for (size_t i = 0; i < params.size(); ++i) {
-        params[i] = static_cast<int>((bits >> (kAwemeParamBits * i)) & kAwemeParamMask);
-    }
-    return params;
-}
-
 }  // namespace
 
 StallSession::~StallSession() {
@@ -163,8 +150,7 @@ int StallSession::setUp(const SessionValues& values) {
     }
     int algo = 0;
     if (scene::isShortVideo(values.appScene)) {
-        const std::array<int, 8> p = unpackAwemeParams(values.algoType);
-        algo = mHandler.setAwemeCatonPara(p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7], values.userType);
+        algo = mHandler.setAwemeCatonPara(AwemeCatonPara::unpack(values.algoType, values.userType));
     }
     if (algo >= 0) algo = mHandler.setDetectionAlgo(values.algoType);
     if (algo < 0) {
@@ -182,7 +168,7 @@ int StallSession::setUp(const SessionValues& values) {
 
 void StallSession::reportLoop(const SessionValues& values) {
     const CatonDetection* detector = mHandler.detector();
-    StallReportRule rule(values.appScene, detector != nullptr ? detector->mInterval : 0, *this);
+    StallReportRule rule(values.appScene, detector != nullptr ? detector->interval() : 0, *this);
     int outBytes = 0;
     int inBytes = 0;
     int result = 0;

@@ -30,10 +30,7 @@ AudioCatonDetection::~AudioCatonDetection() = default;
 
 void AudioCatonDetection::clearInternalState() {
     mInterval = 0;
-    mBuffer.reset();
-    mFilled = 0;
-    mWriteIndex = 0;
-    mEnable = 1;
+    mPackets.clear();
 }
 
 int AudioCatonDetection::setInterval(int interval) {
@@ -43,8 +40,7 @@ int AudioCatonDetection::setInterval(int interval) {
         return -1;
     }
     mInterval = interval;
-    mBuffer = allocateRing(kHistoryMs / interval);
-    if (!mBuffer) {
+    if (!mPackets.allocate(kHistoryMs / interval)) {
         KLOGE("There are no enough memory for input output stats");
         return -1;
     }
@@ -78,23 +74,20 @@ int AudioCatonDetection::inputSample(int packets, int, int* result) {
         KLOGE("iscaton is null");
         return -1;
     }
-    if (!mBuffer) {
+    if (!ready()) {
         KLOGE("The detector has no sample rings, interval:%d", mInterval);
         return -1;
     }
-    int32_t capacity = mInterval != 0 ? kHistoryMs / mInterval : 0;
-    mBuffer[mWriteIndex] = packets;
-    if (++mWriteIndex >= capacity) mWriteIndex = 0;
-    if (mFilled < capacity) ++mFilled;
-    if (mFilled < capacity) {
-        KLOGD("wait for enough feature:%d", mFilled);
+    mPackets.push(packets);
+    const int32_t filled = mPackets.filled();
+    const int32_t capacity = mPackets.capacity();
+    if (filled < capacity) {
+        KLOGD("wait for enough feature:%d", filled);
         *result = kNormal;
         return 0;
     }
 
-    int64_t sum = 0;
-    for (int32_t i = 0; i < mFilled; ++i) sum += mBuffer[i];
-    int average = static_cast<int>(sum / mFilled);
+    int average = static_cast<int>(mPackets.sumNewest(filled) / filled);
     if (mAlgoType == kState3G && average > mSwitchThreshold) {
         KLOGD("3G Average:%d, Threshold:%d, switch to 4G", average, mSwitchThreshold);
         mAlgoType = kState4G;  // for good: only setDetectionAlgoType goes back
@@ -105,8 +98,9 @@ int AudioCatonDetection::inputSample(int packets, int, int* result) {
         KLOGE("There are no enough memory");
         return -1;
     }
-    for (int32_t i = 0; i < mFilled; ++i) features[i] = static_cast<float>(mBuffer[i]);
-    selectSmallest(features.get(), mFilled);
+    // In slot order: the selection below decides ties the way it always has.
+    for (int32_t i = 0; i < filled; ++i) features[i] = static_cast<float>(mPackets.at(i));
+    selectSmallest(features.get(), filled);
 
     bool stall;
     if (mAlgoType == kState3G) {

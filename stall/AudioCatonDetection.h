@@ -4,6 +4,7 @@
 // 4G tree for the rest of the collection.
 
 #include "CatonDetection.h"
+#include "SampleRing.h"
 
 class AudioCatonDetection : public CatonDetection {
 public:
@@ -24,4 +25,9 @@ public:
     // The trees over the three smallest packet counts f0 <= f1 <= f2; true = stall.
     bool predict3G(const float* f) const;
     bool predict4G(const float* f) const;
+
+    bool ready() const { return mPackets.allocated(); }
+
+private:
+    SampleRing mPackets;
 };

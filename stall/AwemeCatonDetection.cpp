@@ -39,19 +39,10 @@ AwemeCatonDetection::AwemeCatonDetection() : CatonDetection(kInterval, -1, allBi
 
 AwemeCatonDetection::~AwemeCatonDetection() = default;
 
-void AwemeCatonDetection::setAwemeCatonPara(int m1, int mR1, int m2, int mR2, int m3, int mR3, int m6, int mR6,
-                                            int userType) {
-    m1s = m1;
-    mR1s = mR1;
-    m2s = m2;
-    mR2s = mR2;
-    m3s = m3;
-    mR3s = mR3;
-    m6s = m6;
-    mR6s = mR6;
-    mUserType = userType;
-    KLOGI("Aweme para: m1s=%d, mR1s=%d, m2s=%d, mR2s=%d, m3s=%d, mR3s=%d, m6s=%d, mR6s=%d, userType=%d", m1, mR1, m2,
-          mR2, m3, mR3, m6, mR6, userType);
+void AwemeCatonDetection::setAwemeCatonPara(const AwemeCatonPara& p) {
+    mPara = p;
+    KLOGI("Aweme para: m1s=%d, mR1s=%d, m2s=%d, mR2s=%d, m3s=%d, mR3s=%d, m6s=%d, mR6s=%d, userType=%d", p.m1s, p.mR1s,
+          p.m2s, p.mR2s, p.m3s, p.mR3s, p.m6s, p.mR6s, p.userType);
 }
 
 bool AwemeCatonDetection::IsStepMatch(int step) { return step == 1 || step == 2 || step == 3 || step == 6; }
@@ -66,7 +57,7 @@ bool AwemeCatonDetection::markStep(uint32_t entry, int step) {
             return false;
         case 3:
             mMarks3s[entry] = 1;
-            return mUserType == 2;
+            return mPara.userType == 2;
         case 6:
             mMarks6s[entry] = 1;
             return true;
@@ -159,13 +150,13 @@ int AwemeCatonDetection::getDetectionResult() {
         int32_t total;
     };
     Kind kinds[] = {
-        {mMarks1s, m1s, mR1s, 0, 0},
-        {mMarks2s, m2s, mR2s, 0, 0},
-        {mMarks3s, m3s, mR3s, 0, 0},
-        {mMarks6s, m6s, mR6s, 0, 0},
+        {mMarks1s, mPara.m1s, mPara.mR1s, 0, 0},
+        {mMarks2s, mPara.m2s, mPara.mR2s, 0, 0},
+        {mMarks3s, mPara.m3s, mPara.mR3s, 0, 0},
+        {mMarks6s, mPara.m6s, mPara.mR6s, 0, 0},
     };
     // The 6-second marks vote only for userType 1.
-    const size_t voting = mUserType == 1 ? 4 : 3;
+    const size_t voting = mPara.userType == 1 ? 4 : 3;
     int32_t slot = mRequestWrite;
     for (int32_t i = 0; i < mRequestCount && i < kRequests; ++i) {
         slot = slot == 0 ? kRequests - 1 : slot - 1;
@@ -222,10 +213,9 @@ void AwemeCatonDetection::printReport(const AwemeReportPara* record) const {
           static_cast<unsigned long>(e.total), video, e.dur, e.timescale);
 }
 
-int AwemeCatonDetection::inputSample(void* report, int* result, bool& reported) {
+int AwemeCatonDetection::inputSample(AwemeReportPara* record, int* result, bool& reported) {
     mClock = wrapAdd(mClock, mInterval);
-    if (report == nullptr) return -1;
-    auto* record = static_cast<AwemeReportPara*>(report);
+    if (record == nullptr) return -1;
     if (record->detect_index >= korun::kStallInfoEntries || record->cur_index >= korun::kStallInfoEntries) {
         KLOGI("Invalid index:detect_index=%d, cur_index=%d", static_cast<int>(record->detect_index),
               static_cast<int>(record->cur_index));

@@ -18,10 +18,10 @@ public:
     ~AwemeCatonDetection() override;
 
     using CatonDetection::inputSample;
-    // `report` is an AwemeReportPara; its detect_state and update flag may be rewritten.
-    int inputSample(void* report, int* result, bool& reported) override;
-    void setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int m3s, int mR3s, int m6s, int mR6s,
-                           int userType) override;
+    // The report's detect_state and update flag may be rewritten.
+    int inputSample(AwemeReportPara* report, int* result, bool& reported) override;
+    void setAwemeCatonPara(const AwemeCatonPara& para) override;
+    const AwemeCatonPara& para() const { return mPara; }
 
     // The vote over the request ring: 1 stall, 0 not.
     int getDetectionResult();
@@ -40,14 +40,13 @@ public:
     int32_t mStep = 0;
     int32_t mStepMax = kDefaultStepMax;
     int32_t mStallReported = 0;
-    int32_t m1s = 3, mR1s = 4, m2s = 2, mR2s = 3, m3s = 1, mR3s = 1, m6s = 1, mR6s = 1;
-    int32_t mUserType = 0;
     int32_t mRequestWrite = 0;
     int32_t mRequestCount = 0;
     int32_t mRequests[kRequests] = {};
     uint8_t mStarted = 0;
 
 private:
+    AwemeCatonPara mPara;
     // Marks entry `entry` for step `step`; true when detection of the video must stop.
     bool markStep(uint32_t entry, int step);
     // Ends detection of the current video, locally and (through the flag) in the kernel.

@@ -1,18 +1,10 @@
 #pragma once
 // Base of the stall detectors NetlinkHandler feeds with kernel reports.
 
+#include "AwemeCatonPara.h"
+#include "AwemeReportPara.h"
+
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
-
-// Sample rings come from malloc and go back with free.
-struct FreeDeleter {
-    void operator()(int32_t* p) const { std::free(p); }
-};
-using SampleRing = std::unique_ptr<int32_t[], FreeDeleter>;
-
-// A zeroed ring of `count` int32 entries, or null if it cannot be allocated.
-SampleRing allocateRing(int32_t count);
 
 class CatonDetection {
 public:
@@ -24,23 +16,26 @@ public:
 
     // One throughput report (inbound packets and bytes of one interval).
     virtual int inputSample(int packets, int bytes, int* result);
-    // One structured report (AwemeReportPara for the short-video detector).
-    virtual int inputSample(void* report, int* result, bool& reported);
+    // One short-video report; the detector may rewrite its detect_state and
+    // update flag.
+    virtual int inputSample(AwemeReportPara* report, int* result, bool& reported);
     virtual int setDetectionAlgoType(int type);
-    virtual void setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int m3s, int mR3s, int m6s,
-                                   int mR6s, int userType);
+    virtual void setAwemeCatonPara(const AwemeCatonPara& para);
     virtual int setInterval(int interval);
 
-    // Common fields; NetlinkHandler reads and writes them directly.
-    int32_t mInterval;  // milliseconds per report
-    SampleRing mBuffer;
-    int32_t mFilled = 0;
-    int32_t mWriteIndex = 0;
-    int32_t mAlgoType;
-    float mAlgoThreshold;
-    int32_t mSwitchThreshold = kDefaultSwitchThreshold;
-    int32_t mEnable = 1;
+    // Milliseconds per report; the collection asks the kernel for this.
+    int32_t interval() const { return mInterval; }
+    int32_t algoType() const { return mAlgoType; }
+    float algoThreshold() const { return mAlgoThreshold; }
+    void setAlgoThreshold(float value) { mAlgoThreshold = value; }
+    int32_t switchThreshold() const { return mSwitchThreshold; }
+    void setSwitchThreshold(int32_t value) { mSwitchThreshold = value; }
 
 protected:
     CatonDetection(int32_t interval, int32_t algoType, float algoThreshold);
+
+    int32_t mInterval;
+    int32_t mAlgoType;
+    float mAlgoThreshold;
+    int32_t mSwitchThreshold = kDefaultSwitchThreshold;
 };

@@ -260,18 +260,22 @@ int NetlinkHandler::setDetectionAlgo(int type) {
 }
 
 int NetlinkHandler::setAlgoSwitchThreshold(int value) {
-    if (mCatoner) mCatoner->mSwitchThreshold = value;
+    if (mCatoner) mCatoner->setSwitchThreshold(value);
     return 0;
 }
 
 int NetlinkHandler::setAlgoThreshold(float value) {
-    if (mCatoner) mCatoner->mAlgoThreshold = value;
+    if (mCatoner) mCatoner->setAlgoThreshold(value);
     return 0;
 }
 
 int NetlinkHandler::setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int m3s, int mR3s, int m6s, int mR6s,
                                       int userType) {
-    if (mCatoner) mCatoner->setAwemeCatonPara(m1s, mR1s, m2s, mR2s, m3s, mR3s, m6s, mR6s, userType);
+    return setAwemeCatonPara(AwemeCatonPara{m1s, mR1s, m2s, mR2s, m3s, mR3s, m6s, mR6s, userType});
+}
+
+int NetlinkHandler::setAwemeCatonPara(const AwemeCatonPara& para) {
+    if (mCatoner) mCatoner->setAwemeCatonPara(para);
     return 0;
 }
 
@@ -288,7 +292,7 @@ int NetlinkHandler::startCollecting() {
         KLOGE("startCollecting: no detector for the detection type: %d", mDetectionType);
         return -1;
     }
-    mInterval = mCatoner->mInterval;
+    mInterval = mCatoner->interval();
 
     nl_attr_data more[2] = {u32Attr(KORUN_ATTR_INTERVAL, static_cast<uint32_t>(mInterval)), {}};
     int moreNum = 1;

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 class NetlinkHandler {
 public:
@@ -47,6 +48,7 @@ public:
     int setAlgoThreshold(float value);
     int setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int m3s, int mR3s, int m6s, int mR6s,
                           int userType);
+    int setAwemeCatonPara(const AwemeCatonPara& para);
     int translateDetectionType() const;
 
     // Collection.
@@ -70,6 +72,8 @@ public:
     void pauseDetect() { mPauseDetect = 1; }
     // The detector of the current detection type, null without one.
     CatonDetection* detector() const { return mCatoner.get(); }
+    // Replaces the detector the detection type chose with one of the caller's.
+    void setDetector(std::unique_ptr<CatonDetection> detector) { mCatoner = std::move(detector); }
 
     int32_t uid() const { return mUid; }
     int32_t socketFd() const { return mChannel.fd(); }

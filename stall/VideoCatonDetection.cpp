@@ -24,10 +24,8 @@ VideoCatonDetection::~VideoCatonDetection() = default;
 void VideoCatonDetection::clearInternalState() {
     mWindowLength = 0;
     mInterval = 0;
-    mBuffer.reset();
-    mPacketsRing.reset();
-    mFilled = 0;
-    mWriteIndex = 0;
+    mBytes.clear();
+    mPackets.clear();
 }
 
 int VideoCatonDetection::setInterval(int interval) {
@@ -39,9 +37,7 @@ int VideoCatonDetection::setInterval(int interval) {
     mInterval = interval;
     mWindowLength = interval == kIntervalFine ? kWindowFine : kWindowCoarse;
     int32_t capacity = kHistoryMs / interval;
-    mBuffer = allocateRing(capacity);
-    mPacketsRing = allocateRing(capacity);
-    if (!mBuffer || !mPacketsRing) {
+    if (!mBytes.allocate(capacity) || !mPackets.allocate(capacity)) {
         KLOGE("There are no enough memory for input output stats");
         return -1;
     }
@@ -59,33 +55,22 @@ int VideoCatonDetection::inputSample(int packets, int bytes, int* result) {
         KLOGE("iscaton is null");
         return -1;
     }
-    if (!mBuffer || !mPacketsRing) {
+    if (!ready()) {
         KLOGE("The detector has no sample rings, interval:%d", mInterval);
         return -1;
     }
-    int32_t capacity = mInterval != 0 ? kHistoryMs / mInterval : 0;
-    mBuffer[mWriteIndex] = bytes;
-    mPacketsRing[mWriteIndex] = packets;
-    if (++mWriteIndex >= capacity) mWriteIndex = 0;
-    if (mFilled < capacity) ++mFilled;
+    mBytes.push(bytes);
+    mPackets.push(packets);
 
     int32_t window = mInterval != 0 ? kWindowMs / mInterval : 0;
-    if (mFilled < window) {
-        KLOGD("wait for enough feature:%d", mFilled);
+    if (mPackets.filled() < window) {
+        KLOGD("wait for enough feature:%d", mPackets.filled());
         *result = kNormal;
         return 0;
     }
 
-    // Sums over the newest samples; 64-bit so that no report can overflow them.
-    int64_t packetSum = 0;
-    int64_t byteSum = 0;
-    int32_t count = window < capacity ? window : capacity;
-    int32_t slot = mWriteIndex;
-    for (int32_t i = 0; i < count; ++i) {
-        slot = slot == 0 ? capacity - 1 : slot - 1;
-        packetSum += mPacketsRing[slot];
-        byteSum += mBuffer[slot];
-    }
+    const int64_t packetSum = mPackets.sumNewest(window);
+    const int64_t byteSum = mBytes.sumNewest(window);
     int P = static_cast<int>(packetSum);
     int B = static_cast<int>(byteSum);
     if (packetSum >= kVoicePacketsMin && packetSum <= kVoicePacketsMax && byteSum < kVoiceBytesBelow) {

@@ -3,6 +3,7 @@
 // rule over the last two seconds of traffic.
 
 #include "CatonDetection.h"
+#include "SampleRing.h"
 
 class VideoCatonDetection : public CatonDetection {
 public:
@@ -28,6 +29,13 @@ public:
     // The 24-tree forest over six features; true for the positive class.
     bool predict2S(const float* features) const;
 
-    int32_t mWindowLength = 0;
-    SampleRing mPacketsRing;
+    // Both rings are there (setInterval or setDetectionAlgoType succeeded).
+    bool ready() const { return mBytes.allocated() && mPackets.allocated(); }
+    int32_t windowLength() const { return mWindowLength; }
+
+private:
+    int32_t mWindowLength = 0;  // informational: the window in milliseconds
+    // Written together, so that both hold the same intervals.
+    SampleRing mBytes;
+    SampleRing mPackets;
 };

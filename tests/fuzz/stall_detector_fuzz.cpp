@@ -42,7 +42,7 @@ void feedVideo(Input& in, int interval) {
     d.setInterval(interval);
     float features[6];
     for (float& f : features) f = in.take<float>();
-    d.mAlgoThreshold = in.take<float>();
+    d.setAlgoThreshold(in.take<float>());
     d.predict2S(features);
     feedCounts(d, in);
 }
@@ -51,7 +51,7 @@ void feedAweme(Input& in) {
     AwemeCatonDetection d;
     int32_t para[9];
     for (int32_t& p : para) p = in.take<int8_t>();
-    d.setAwemeCatonPara(para[0], para[1], para[2], para[3], para[4], para[5], para[6], para[7], para[8]);
+    d.setAwemeCatonPara({para[0], para[1], para[2], para[3], para[4], para[5], para[6], para[7], para[8]});
     while (!in.empty()) {
         AwemeReportPara r{};
         r.detect_index = in.take<uint8_t>() % 12;  // now and then out of range
@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else if (kind == 2) {
         AudioCatonDetection d;
         d.setDetectionAlgoType(0);
-        d.mSwitchThreshold = in.take<int8_t>();
+        d.setSwitchThreshold(in.take<int8_t>());
         feedCounts(d, in);
     } else {
         feedAweme(in);

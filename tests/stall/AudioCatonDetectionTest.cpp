@@ -17,6 +17,11 @@ int run(AudioCatonDetection& d, const std::vector<int>& packets) {
     return result;
 }
 
+// Only a corrupted detector holds a state other than 3G or 4G.
+struct CorruptibleAudio : AudioCatonDetection {
+    void corruptState(int32_t state) { mAlgoType = state; }
+};
+
 }  // namespace
 
 TEST(AudioDetection, TreeBoundaries) {
@@ -34,25 +39,25 @@ TEST(AudioDetection, TreeBoundaries) {
 
 TEST(AudioDetection, DecidesFromTheFifthReportAndSwitchesTo4GForGood) {
     LogCapture log;
-    AudioCatonDetection steady, busy, spike;
+    CorruptibleAudio steady, busy, spike;
     for (auto* d : {&steady, &busy, &spike}) ASSERT_EQ(0, d->setDetectionAlgoType(0));
     EXPECT_EQ(0, run(steady, {1, 1, 1, 1}));
     EXPECT_EQ(1u, log.count("Korun", "wait for enough feature:4"));
     EXPECT_EQ(1, run(steady, {1}));
     EXPECT_TRUE(log.contains(ANDROID_LOG_DEBUG, "Korun", "Audio detection stall"));
     EXPECT_EQ(0, run(steady, {30, 30, 30, 30, 30}));  // average 30 is not above 30
-    EXPECT_EQ(AudioCatonDetection::kState3G, steady.mAlgoType);
+    EXPECT_EQ(AudioCatonDetection::kState3G, steady.algoType());
     EXPECT_EQ(0, run(busy, {40, 40, 40, 40, 40}));
-    EXPECT_EQ(AudioCatonDetection::kState4G, busy.mAlgoType);
+    EXPECT_EQ(AudioCatonDetection::kState4G, busy.algoType());
     EXPECT_EQ(1, run(spike, {5, 50, 50, 50, 50}));  // switches, then f0 = 5 is a 4G stall
     EXPECT_TRUE(log.contains("Korun", "3G Average:41, Threshold:30, switch to 4G"));
     // One way: ten packets a second would pass the 3G tree but stall the 4G one.
     EXPECT_EQ(1, run(busy, {10, 10, 10, 10, 10}));
-    EXPECT_EQ(AudioCatonDetection::kState4G, busy.mAlgoType);
+    EXPECT_EQ(AudioCatonDetection::kState4G, busy.algoType());
 
     EXPECT_EQ(-1, steady.setInterval(2000));
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Korun", "The invalid interval:2000"));
-    busy.mAlgoType = 5;
+    busy.corruptState(5);
     int result = 1;
     EXPECT_EQ(-1, busy.inputSample(1, 0, &result));
     EXPECT_EQ(1, result);  // left as it was

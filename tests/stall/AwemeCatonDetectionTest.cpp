@@ -47,10 +47,10 @@ TEST(AwemeVote, DefaultCountsAndSixSecondMarksOnlyForUserType1) {
     EXPECT_EQ(1, d.getDetectionResult());
     d.mMarks6s[2] = 1;
     EXPECT_EQ(0, d.getDetectionResult());
-    d.setAwemeCatonPara(3, 4, 2, 3, 1, 1, 1, 1, 1);
+    d.setAwemeCatonPara({3, 4, 2, 3, 1, 1, 1, 1, 1});
     EXPECT_EQ(1, d.getDetectionResult());
     // Two 1-second marks with an unmarked request between are no run of two.
-    d.setAwemeCatonPara(2, 9, 9, 9, 9, 9, 9, 9, 0);
+    d.setAwemeCatonPara({2, 9, 9, 9, 9, 9, 9, 9, 0});
     d.mMarks1s[2] = d.mMarks1s[0] = 1;
     EXPECT_EQ(0, d.getDetectionResult());
 }

@@ -1,5 +1,7 @@
 #include "NetlinkHandler.h"
 
+#include "AudioCatonDetection.h"
+
 #include <GenlKernel.h>
 #include <LogCapture.h>
 #include <errno.h>
@@ -7,6 +9,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <memory>
 #include <cstring>
 #include <string>
 
@@ -23,6 +26,11 @@ constexpr int32_t kShortWaitInterval = 4246291;
 constexpr int kReportWaitMs = 5000;
 constexpr int kNoReport = -2;
 using Attrs = std::vector<std::pair<int, Bytes>>;
+
+// A voice-call detector whose interval makes every wait of the handler short.
+struct ShortWaitDetector : AudioCatonDetection {
+    ShortWaitDetector() { mInterval = kShortWaitInterval; }
+};
 
 class HandlerTest : public ::testing::Test {
 protected:
@@ -156,7 +164,7 @@ TEST_F(HandlerTest, NackOrSilenceFailsTheStartAndStopGoesOnPastAFailedSend) {
     EXPECT_FALSE(handler.collecting());
 
     genl::setSilent(true);
-    handler.detector()->mInterval = kShortWaitInterval;
+    handler.setDetector(std::make_unique<ShortWaitDetector>());
     EXPECT_EQ(-1, handler.startCollecting());
     EXPECT_TRUE(logged("poll timeout"));
 

@@ -37,7 +37,7 @@ TEST(VideoTwoSecondRule, CoarseIntervalDecidesEveryReport) {
     }
     VideoCatonDetection d;
     EXPECT_EQ(-1, d.setInterval(1000));
-    EXPECT_FALSE(d.mBuffer);
+    EXPECT_FALSE(d.ready());
     EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "Korun", "The invalid interval:1000"));
     ASSERT_EQ(0, d.setInterval(2000));
     EXPECT_EQ(-1, d.inputSample(1, 1, nullptr));
@@ -68,7 +68,7 @@ TEST(VideoForest, LastTreeWithATableDecidesAndMalformedTablesAreRefused) {
     const float weak[6] = {1668.0f, 0, 0, 0, 8800.0f, 15382.0f};   // tree 10: (5, 21), 0.81
     EXPECT_TRUE(d.predict2S(strong));
     EXPECT_FALSE(d.predict2S(weak));
-    d.mAlgoThreshold = 0.8f;
+    d.setAlgoThreshold(0.8f);
     EXPECT_TRUE(d.predict2S(weak));
 
     static const ForestNode negative[] = {forestLeaf(9, 1)};
