@@ -14,8 +14,6 @@
 #include "korun_aweme.h"
 #include "korun_http.h"
 
-/* A session whose service sent no keep-alive for this many intervals ends. */
-#define KORUN_KEEPALIVE_INTERVALS	10
 #define KORUN_INTERVAL_MAX_MS		60000
 /* Bound of one flood request: enough to fill any receive buffer. */
 #define KORUN_FLOOD_MAX			100000

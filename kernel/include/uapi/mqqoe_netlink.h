@@ -55,6 +55,9 @@ enum korun_attr {
 #define KORUN_CLASS_SHORT_VIDEO		2
 #define KORUN_CLASS_SHORT_VIDEO_PICTURE	3
 
+/* A session that gets no KORUN_CMD_KEEPALIVE for this many intervals ends. */
+#define KORUN_KEEPALIVE_INTERVALS	10
+
 #define KORUN_KEY_LEN		25	/* each text key: NUL-padded */
 
 /* Byte patterns the module looks for in the watched app's HTTP traffic. */
