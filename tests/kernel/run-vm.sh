@@ -6,7 +6,9 @@
 # trees and the JDK are at their host paths), cwd as here, TMPDIR a writable
 # scratch folder the host keeps, and a veth pair: wlan0 (10.77.0.1/24,
 # fd77::1/64) here, its peer eth0 (10.77.0.2, fd77::2) in network namespace
-# "peer". CMD's stdout and stderr come back as its own; the exit status is
+# "peer". CMD sees MQQOE_VM_MODULES, the reference modules it loaded.
+# MQQOE_VM_ACCEL=tcg|kvm|auto chooses qemu's accelerator (auto: KVM
+# where a probe boot completes, TCG otherwise). CMD's stdout and stderr come back as its own; the exit status is
 # CMD's, 124 on time-out, 125 when the VM could not run it, and 1 when CMD
 # passed but the kernel logged a warning, oops or BUG.
 set -euo pipefail
@@ -89,7 +91,10 @@ mkdir "$run/tmp"
   needs=("${debian_modules[@]}")
   for module in "${built[@]}"; do
     IFS=, read -ra depends <<<"$(modinfo -F depends "$module")"
-    needs+=("${depends[@]}")
+    for name in "${depends[@]}"; do
+      # The reference modules load from the build, in their own order.
+      [[ " ${project_modules[*]} " == *" $name "* ]] || needs+=("$name")
+    done
   done
   kernel_modules_order "$moddir" "${needs[@]}"
   ((${#built[@]} == 0)) || printf '%s\n' "${built[@]}"
@@ -105,13 +110,36 @@ mkdir "$run/tmp"
     printf "export %s='%s'\n" "$name" "${value//\'/\'\\\'\'}"
   done < <(env -0)
   printf "export TMPDIR='%s'\n" "$run/tmp"
+  loaded=("${built[@]##*/}")
+  printf "export MQQOE_VM_MODULES='%s'\n" "${loaded[*]%.ko}"
   printf "cd '%s' || exit 125\n" "${PWD//\'/\'\\\'\'}"
   printf 'exec'
   for word in "$@"; do printf " '%s'" "${word//\'/\'\\\'\'}"; done
   echo
 } >"$run/cmd"
 
+# KVM only where a boot to the kernel's first panic really completes under it:
+# nested set-ups often expose /dev/kvm and then hang. Probed once per host boot.
+kvm_works() {
+  local probe=$out/../kvm-probe boot_id
+  boot_id=$(</proc/sys/kernel/random/boot_id)
+  if [[ ! -f $probe || $(head -1 "$probe") != "$boot_id" ]]; then
+    local log=$out/kvm-probe.log verdict=no
+    if [[ -w /dev/kvm ]] && timeout 10 "${qemu[@]}" -accel kvm -m 256 -nodefaults -display none \
+      -monitor none -no-reboot -serial "file:$log" -kernel "$kernel" -append "console=$console panic=-1" \
+      </dev/null >/dev/null 2>&1 && grep -q 'Kernel panic' "$log"; then
+      verdict=yes
+    fi
+    printf '%s\n%s\n' "$boot_id" "$verdict" >"$probe.$$"
+    mv "$probe.$$" "$probe"
+  fi
+  [[ $(tail -1 "$probe") == yes ]]
+}
 accel=(-accel tcg -smp 2)
+case ${MQQOE_VM_ACCEL:-auto} in
+  kvm) accel=(-accel kvm -cpu host -smp 2) ;;
+  auto) if [[ $arch == x86_64 ]] && kvm_works; then accel=(-accel kvm -cpu host -smp 2); fi ;;
+esac
 qemu+=("${accel[@]}" -m 2048 -nodefaults -no-reboot -display none -monitor none
   -kernel "$kernel" -initrd "$initramfs"
   -append "console=$console quiet loglevel=3 panic=-1 mqqoe.run=$run mqqoe.stage2=$here/vm/guest.sh mqqoe.shell=$shell mqqoe.path=$path"
