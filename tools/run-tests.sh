@@ -21,7 +21,8 @@ run_preset() {
 }
 
 run_preset host
-run_preset asan --label-exclude jvm
+# The kernel tier runs in the host preset only (tests/kernel/run-vm.sh).
+run_preset asan --label-exclude 'jvm|kernel'
 # Threads: the session, the emulator and the stall engine.
 run_preset tsan --label-regex 'session|stall'
 run_preset arm64
