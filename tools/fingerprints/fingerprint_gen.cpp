@@ -45,8 +45,24 @@ int intOption(const Options& options, const char* name, int fallback) {
     return it == options.end() ? fallback : std::atoi(it->second.c_str());
 }
 
+constexpr const char* kHelp =
+    "usage: fingerprint_gen synth --out ROWS --truth TRUTH [--rows N --bssids M --batches K --seed S]\n"
+    "       fingerprint_gen uji CSV --out ROWS --truth TRUTH [--scans SCANS]\n"
+    "       fingerprint_gen score --truth TRUTH --model MODEL [--scans N]\n"
+    "\n"
+    "synth  a synthetic building (path-loss model): N scans, M BSSIDs, K batches\n"
+    "uji    converts a UJIIndoorLoc export (WAP levels in dBm, 100 = not heard)\n"
+    "score  purity and adjusted Rand index of a model text against a truth\n"
+    "\n"
+    "ROWS   the library's rows: orginBatch,batch,label,timestamp,link_speed,<bssid>...\n"
+    "TRUTH  lines 'batch place', the true place of each orginBatch\n"
+    "SCANS  lines 'batch x y place' (UJIIndoorLoc metres, place as b<building>f<floor>)\n"
+    "\n"
+    "Exit codes: 0 done, 2 bad command line or malformed CSV (one line naming\n"
+    "file, line and column), 1 any other failure.\n";
+
 int usage() {
-    std::fputs("usage: fingerprint_gen synth|uji|score ... (see the source header)\n", stderr);
+    std::fputs("usage: fingerprint_gen synth|uji|score ... (fingerprint_gen --help)\n", stderr);
     return kBadInput;
 }
 
@@ -89,6 +105,12 @@ int convertUji(const std::string& path, const Options& options) {
 int main(int argc, char** argv) {
     if (argc < 2) return usage();
     const std::string command = argv[1];
+    for (int i = 1; i < argc; ++i) {
+        if (std::string(argv[i]) == "--help" || std::string(argv[i]) == "-h") {
+            std::fputs(kHelp, stdout);
+            return 0;
+        }
+    }
     std::string positional;
     const Options options = parseOptions(argc, argv, 2, positional);
     if (command == "synth") {

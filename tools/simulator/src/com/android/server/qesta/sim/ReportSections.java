@@ -20,15 +20,15 @@ final class ReportSections {
         report.summary(stallSummary(session));
         if (!session.episodes.kept().isEmpty()) {
             List<List<String>> rows = new ArrayList<>();
-            for (Episodes.Episode e : session.episodes.kept()) {
-                rows.add(List.of(seconds(e.startMs()), seconds(e.endMs()), seconds(e.durationMs()),
-                        seconds(e.detectedMs()), e.rule().label, Integer.toString(e.callbacks()), e.values(),
-                        ruleThreshold(session, e.rule())));
+            for (Episodes.Episode e : session.episodes.kept().subList(0,
+                    Math.min(EPISODE_ROWS, session.episodes.kept().size()))) {
+                rows.add(List.of(clock(e.startMs()), clock(e.endMs()), seconds(e.durationMs()), clock(e.detectedMs()),
+                        e.rule().label, Integer.toString(e.callbacks()), e.values()));
             }
-            report.table(List.of("start (s)", "end (s)", "duration (s)", "first callback (s)", "rule", "callbacks",
-                    "values", "threshold behind it"), rows);
-            if (session.episodes.count() > session.episodes.kept().size()) {
-                report.paragraph("The first " + session.episodes.kept().size() + " of " + session.episodes.count()
+            report.table(List.of("start", "end", "duration (s)", "first callback", "rule", "callbacks",
+                    "callback values"), rows);
+            if (session.episodes.count() > rows.size()) {
+                report.paragraph("The first " + rows.size() + " of " + session.episodes.count()
                         + " episodes are listed; all are in the CSV below.");
             }
         }
@@ -71,11 +71,18 @@ final class ReportSections {
         report.table(head, rows);
     }
 
+    private static final int EPISODE_ROWS = 50;
     private static final String CALLBACK_MEANING = "Callback arguments, handleReportStallInfo(value, scene, kind, "
             + "flag): value is 1 for a no-traffic stall, the detector's result for a detector or flag stall, and "
             + "the frame-detection service's result for kind 1; scene is the app scene code of the session; kind "
             + "is 0 for a stall and 1 for a frame-detection result passed on; flag is the short-video detector's "
             + "first-report flag (false on the call scenes).";
+
+    /** A time from the start of the trace as h:mm:ss (tenths where a report interval needs them). */
+    static String clock(long ms) {
+        String text = String.format("%d:%02d:%02d", ms / 3_600_000, ms / 60_000 % 60, ms / 1000 % 60);
+        return ms % 1000 == 0 ? text : text + "." + ms % 1000 / 100;
+    }
 
     static String seconds(long ms) {
         return ms % 1000 == 0 ? Long.toString(ms / 1000) : String.format("%.1f", ms / 1000.0);

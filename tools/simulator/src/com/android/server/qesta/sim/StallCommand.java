@@ -21,16 +21,8 @@ final class StallCommand {
             Notices.warn("--frames " + framesPath + ": only scene " + StallReplay.VIDEO_CALL + " has a frame-detection "
                     + "rule; the results are delivered to the library, but nothing of scene " + scene + " reads them");
         }
-        // Headers first: a wrong file fails before the library starts.
-        try (AutoCloseable check = video ? new StallTrace.Videos(tracePath) : new StallTrace.Calls(tracePath, 1, 1);
-                StallTrace.Frames frames = new StallTrace.Frames(framesPath)) {
-            // only opened
-        } catch (SimulatorError e) {
-            throw e;
-        } catch (Exception e) {
-            throw new IllegalStateException(e.getMessage(), e);
-        }
-
+        // The whole input is checked before the library starts: a bad line deep in a long trace fails at once.
+        check(tracePath, video, traceMs != null ? traceMs : 1, framesPath);
         out.println("==== stall: scene " + scene + ", " + tracePath + " ====");
         StallReplay replay = new StallReplay("Scene " + scene + ": " + tracePath.getFileName(), scene,
                 framesPath != null || scene == StallReplay.VIDEO_CALL, out, verbose, report, "stall");
@@ -58,6 +50,29 @@ final class StallCommand {
             replay.finish();
         }
         return replay.session();
+    }
+
+    /** Reads every row once, as the replay will. */
+    private static void check(Path tracePath, boolean video, int traceMs, Path framesPath) {
+        try (Progress progress = new Progress("checking " + tracePath)) {
+            if (video) {
+                try (StallTrace.Videos videos = new StallTrace.Videos(tracePath)) {
+                    while (videos.next() != null) {
+                        progress.update(() -> String.format("%.0f%%", 100 * videos.fractionRead()));
+                    }
+                }
+            } else {
+                // Rows one by one: the sums per report are checked again as they are replayed.
+                try (StallTrace.Calls calls = new StallTrace.Calls(tracePath, traceMs, traceMs)) {
+                    while (calls.next() != null) {
+                        progress.update(() -> String.format("%.0f%%", 100 * calls.fractionRead()));
+                    }
+                }
+            }
+            try (StallTrace.Frames frames = new StallTrace.Frames(framesPath)) {
+                frames.undelivered();  // reads to the end
+            }
+        }
     }
 
     private static void replayCalls(StallReplay replay, Path tracePath, int traceMs, StallTrace.Frames frames,
