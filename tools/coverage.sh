@@ -5,6 +5,8 @@
 # per folder and per file. The uncovered lines and annotated sources are left
 # in build/coverage/report/ (lines.txt, index.html).
 set -euo pipefail
+# --help: the comment at the head of this file.
+if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
 cd "$(dirname "$0")/.."
 
 folders=(netlink stall bridge jni wmpcore)

@@ -10,6 +10,8 @@
 #   tools/mutants.sh [ID...]   run these mutants (default: all), then the table
 #   tools/mutants.sh --check   only list the stale mutants
 set -euo pipefail
+# --help: the comment at the head of this file.
+if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
 root=$(cd "$(dirname "$0")/.." && pwd)
 list=${MQQOE_MUTANTS:-$root/tools/mutants.txt}  # another list, e.g. a subset with narrower tests
 work=$root/build/mutants

@@ -2,8 +2,12 @@
 # Builds and runs every test: the host suites (gtest and JVM), the C++ suites
 # under AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, the
 # C++ suites cross-built for 64-bit Arm and run under qemu-aarch64, and the
-# libFuzzer targets for a bounded time.
+# libFuzzer targets for a bounded time. It takes no arguments but --help;
+# exit code 0 when every suite passed.
 set -euo pipefail
+# --help: the comment at the head of this file.
+if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
+if (($#)); then echo "run-tests: unknown argument '$1' (it takes none; --help)" >&2; exit 2; fi
 cd "$(dirname "$0")/.."
 tools/setup-deps.sh
 

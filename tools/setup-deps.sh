@@ -7,6 +7,8 @@
 #   tools/setup-deps.sh kernel-x86_64  the kernel tier's VM (tests/kernel/run-vm.sh)
 #   tools/setup-deps.sh            everything the test command uses (tools/run-tests.sh)
 set -euo pipefail
+# --help: the comment at the head of this file.
+if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
 job=${1:-tests}
 top=$(cd "$(dirname "$0")/.." && pwd)
 
