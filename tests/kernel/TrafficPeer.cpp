@@ -147,12 +147,34 @@ Child spawn(const std::function<int()>& body, uid_t uid, const char* netns) {
     _exit(body());
 }
 
+namespace {
+
+// Starts a far end and returns once it is listening (or has failed).
+Child startReady(const std::function<int(int ready)>& body) {
+    Pipe ready;
+    Child child = spawn([&] { return body(ready.fds[1]); }, 0, kPeerNetns);
+    close(ready.fds[1]);
+    ready.fds[1] = -1;
+    char byte;
+    if (!readable(ready.fds[0], kIoWaitMs * 5) || read(ready.fds[0], &byte, 1) != 1) child.kill();
+    return child;
+}
+
+void signalReady(int fd) {
+    char byte = 1;
+    (void)write(fd, &byte, 1);
+    close(fd);
+}
+
+}  // namespace
+
 Child startUdpEcho(uint16_t port) {
-    return spawn(
-            [port] {
+    return startReady(
+            [port](int ready) {
                 nl::UniqueFd v4 = listenOn(AF_INET, SOCK_DGRAM, port);
                 nl::UniqueFd v6 = listenOn(AF_INET6, SOCK_DGRAM, port);
                 if (!v4.valid() || !v6.valid()) return 2;
+                signalReady(ready);
                 std::vector<uint8_t> buffer(kMaxDatagram);
                 pollfd fds[2] = {{v4.get(), POLLIN, 0}, {v6.get(), POLLIN, 0}};
                 for (;;) {  // until killed
@@ -166,16 +188,16 @@ Child startUdpEcho(uint16_t port) {
                         if (n >= 0) sendto(p.fd, buffer.data(), n, 0, reinterpret_cast<sockaddr*>(&from), length);
                     }
                 }
-            },
-            0, kPeerNetns);
+            });
 }
 
 Child startTcpEcho(uint16_t port) {
-    return spawn(
-            [port] {
+    return startReady(
+            [port](int ready) {
                 nl::UniqueFd v4 = listenOn(AF_INET, SOCK_STREAM, port);
                 nl::UniqueFd v6 = listenOn(AF_INET6, SOCK_STREAM, port);
                 if (!v4.valid() || !v6.valid()) return 2;
+                signalReady(ready);
                 signal(SIGCHLD, SIG_IGN);  // connection children reap themselves
                 pollfd fds[2] = {{v4.get(), POLLIN, 0}, {v6.get(), POLLIN, 0}};
                 for (;;) {
@@ -195,8 +217,7 @@ Child startTcpEcho(uint16_t port) {
                         close(connection);
                     }
                 }
-            },
-            0, kPeerNetns);
+            });
 }
 
 bool udpExchange(int family, uint16_t port, int count, size_t size, Exchange* out, uid_t uid) {

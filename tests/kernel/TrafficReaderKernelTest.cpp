@@ -102,6 +102,7 @@ TEST(UdpSockets, TheUidsOwnSocketsAreCountedInBothTables) {
     UdpNetworkStats before = readStats(ktest::kAppUid, 2);
     ktest::Child holder = ktest::spawn(
             [&] {
+                close(release[1]);  // so that the parent's close is seen
                 std::vector<int> sockets;
                 for (int i = 0; i < kV4 + kV6; ++i) {
                     int fd = socket(i < kV4 ? AF_INET : AF_INET6, SOCK_DGRAM, 0);
