@@ -6,7 +6,8 @@
 # trees and the JDK are at their host paths), cwd as here, TMPDIR a writable
 # scratch folder the host keeps, and a veth pair: wlan0 (10.77.0.1/24,
 # fd77::1/64) here, its peer eth0 (10.77.0.2, fd77::2) in network namespace
-# "peer". CMD sees MQQOE_VM_MODULES, the reference modules it loaded.
+# "peer". CMD sees MQQOE_VM_MODULES, the reference modules it loaded, and
+# MQQOE_KMOD_DIR, the folder of their .ko files (to reload one).
 # MQQOE_VM_ACCEL=tcg|kvm|auto chooses qemu's accelerator (auto: KVM
 # where a probe boot completes, TCG otherwise). CMD's stdout and stderr come back as its own; the exit status is
 # CMD's, 124 on time-out, 125 when the VM could not run it, and 1 when CMD
@@ -112,6 +113,7 @@ mkdir "$run/tmp"
   printf "export TMPDIR='%s'\n" "$run/tmp"
   loaded=("${built[@]##*/}")
   printf "export MQQOE_VM_MODULES='%s'\n" "${loaded[*]%.ko}"
+  ((${#built[@]} == 0)) || printf "export MQQOE_KMOD_DIR='%s'\n" "${built[0]%/*}"
   printf "cd '%s' || exit 125\n" "${PWD//\'/\'\\\'\'}"
   printf 'exec'
   for word in "$@"; do printf " '%s'" "${word//\'/\'\\\'\'}"; done
