@@ -6,7 +6,7 @@
 
 #include "KorunProtocol.h"
 
-namespace scene {
+namespace mqqoe::scene {
 
 constexpr int32_t kVoiceCall = 100105;          // messaging voice call
 constexpr int32_t kVideoCall = 100106;          // messaging video call
@@ -26,4 +26,4 @@ constexpr int32_t detectionClass(int32_t code) {
     return isShortVideo(code) ? korun::kClassShortVideo : -1;
 }
 
-}  // namespace scene
+}  // namespace mqqoe::scene

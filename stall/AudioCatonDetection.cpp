@@ -6,6 +6,8 @@
 #include <new>
 #include <utility>
 
+namespace mqqoe {
+
 namespace {
 
 constexpr int kNormal = 0;
@@ -116,3 +118,5 @@ int AudioCatonDetection::inputSample(int packets, int, int* result) {
     if (stall) KLOGD("Audio detection stall");
     return 0;
 }
+
+}  // namespace mqqoe

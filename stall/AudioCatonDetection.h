@@ -6,6 +6,8 @@
 #include "CatonDetection.h"
 #include "SampleRing.h"
 
+namespace mqqoe {
+
 class AudioCatonDetection : public CatonDetection {
 public:
     static constexpr int32_t kInterval = 1000;
@@ -31,3 +33,5 @@ public:
 private:
     SampleRing mPackets;
 };
+
+}  // namespace mqqoe

@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace mqqoe {
+
 static_assert(sizeof(unsigned long) == 8, "byte counts are 64-bit");
 
 namespace {
@@ -277,3 +279,5 @@ int AwemeCatonDetection::inputSample(AwemeReportPara* record, int* result, bool&
     }
     return 0;
 }
+
+}  // namespace mqqoe

@@ -7,6 +7,8 @@
 #include "AwemeReportPara.h"
 #include "CatonDetection.h"
 
+namespace mqqoe {
+
 class AwemeCatonDetection : public CatonDetection {
 public:
     static constexpr int32_t kInterval = 1000;
@@ -52,3 +54,5 @@ private:
     // Ends detection of the current video, locally and (through the flag) in the kernel.
     static void stopVideo(AwemeReportPara* record);
 };
+
+}  // namespace mqqoe

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace mqqoe {
+
 struct AwemeCatonPara {
     int32_t m1s = 3;
     int32_t mR1s = 4;
@@ -26,3 +28,5 @@ struct AwemeCatonPara {
         return {nibble(0), nibble(1), nibble(2), nibble(3), nibble(4), nibble(5), nibble(6), nibble(7), userType};
     }
 };
+
+}  // namespace mqqoe

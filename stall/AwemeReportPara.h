@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace mqqoe {
+
 // One matched download (80 bytes).
 struct StallInfoEntry {
     uint8_t reserved[8];
@@ -53,3 +55,5 @@ static_assert(offsetof(AwemeReportPara, stall_info) == 16 && sizeof(AwemeReportP
               "stall info block");
 static_assert(offsetof(AwemeReportPara, update_flag) == 816 && offsetof(AwemeReportPara, reserved) == 820,
               "update flag offset");
+
+}  // namespace mqqoe

@@ -1,5 +1,7 @@
 #include "CatonDetection.h"
 
+namespace mqqoe {
+
 CatonDetection::CatonDetection(int32_t interval, int32_t algoType, float algoThreshold)
     : mInterval(interval), mAlgoType(algoType), mAlgoThreshold(algoThreshold) {}
 
@@ -14,3 +16,5 @@ int CatonDetection::setDetectionAlgoType(int) { return 0; }
 void CatonDetection::setAwemeCatonPara(const AwemeCatonPara&) {}
 
 int CatonDetection::setInterval(int) { return 0; }
+
+}  // namespace mqqoe

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+namespace mqqoe {
+
 class CatonDetection {
 public:
     static constexpr int32_t kDefaultSwitchThreshold = 30;
@@ -39,3 +41,5 @@ protected:
     float mAlgoThreshold;
     int32_t mSwitchThreshold = kDefaultSwitchThreshold;
 };
+
+}  // namespace mqqoe

@@ -14,6 +14,8 @@
 #include "Netlink.h"
 #include "mqqoe_netlink.h"
 
+namespace mqqoe {
+
 namespace korun {
 
 constexpr char kFamilyName[] = KORUN_GENL_NAME;
@@ -52,3 +54,5 @@ struct genl_msg {
 static_assert(sizeof(genl_msg) == nl::GenlChannel::kReceiveCapacity, "receive buffer layout");
 static_assert(offsetof(genl_msg, g) == nl::kHeaderSize && offsetof(genl_msg, buf) == nl::kGenlHeaderSize,
               "both headers, then the attributes");
+
+}  // namespace mqqoe

@@ -2,7 +2,7 @@
 
 #include "StallLog.h"
 
-namespace korun {
+namespace mqqoe::korun {
 namespace {
 
 // Logs a report attribute of another type where `wanted` belongs.
@@ -114,4 +114,4 @@ bool readAwemeReport(const nl::Message& message, int32_t uid, AwemeReportPara* r
            expectFixed(walker, KORUN_ATTR_STALL_INFO, record->stall_info, sizeof(record->stall_info));
 }
 
-}  // namespace korun
+}  // namespace mqqoe::korun

@@ -12,7 +12,7 @@
 
 #include <cstdint>
 
-namespace korun {
+namespace mqqoe::korun {
 
 // The counters of one KORUN_CMD_TP_REPORT, as the kernel sends them.
 struct ThroughputReport {
@@ -29,4 +29,4 @@ struct ThroughputReport {
 [[nodiscard]] bool readThroughputReport(const nl::Message& message, int32_t uid, ThroughputReport* report);
 [[nodiscard]] bool readAwemeReport(const nl::Message& message, int32_t uid, AwemeReportPara* record);
 
-}  // namespace korun
+}  // namespace mqqoe::korun

@@ -1,21 +1,21 @@
 #include "NetlinkHandler.h"
 
 #include "AppScene.h"
-#include "AudioCatonDetection.h"
-#include "AwemeCatonDetection.h"
+#include "CatonFactory.h"
+#include "KorunFailures.h"
 #include "KorunReports.h"
 #include "MessageBuilder.h"
 #include "Netlink.h"
 #include "SearchKeys.h"
 #include "StallLog.h"
-#include "VideoCatonDetection.h"
 #include "securec.h"
 
 #include <errno.h>
 #include <pthread.h>
 
 #include <cstring>
-#include <new>
+
+namespace mqqoe {
 
 namespace {
 
@@ -36,48 +36,15 @@ nl_attr_data u32Attr(uint16_t type, uint32_t value) {
     return attr;
 }
 
-// A failed wait for an ack or a report, in the words each has always used.
-void logWaitFailure(const nl::ChannelFailure& failure, const char* recvFailure) {
-    switch (failure.error) {
-        case nl::ChannelError::kPoll:
-            KLOGE("poll failed, ret:%d, errno:%s", -1, strerror(failure.savedErrno));
-            break;
-        case nl::ChannelError::kTimeout:
-            KLOGE("poll timeout");
-            break;
-        case nl::ChannelError::kReceive:
-            KLOGE("%s", recvFailure);
-            break;
-        case nl::ChannelError::kMalformed:
-            KLOGE("netlink header is invalid when recv the ack");
-            break;
-        case nl::ChannelError::kNotAnAck:
-            KLOGE("receive the invalid message type=%d when recv the ack", failure.messageType);
-            break;
-        case nl::ChannelError::kNack:
-            KLOGE("received the nack=%d", failure.nack);
-            break;
-        default:
-            break;
-    }
-}
-
 }  // namespace
 
 NetlinkHandler::NetlinkHandler() = default;
 
 NetlinkHandler::~NetlinkHandler() = default;
 
-// ---- channel, family lookup, messages ----
-
 int NetlinkHandler::setupSocket() {
     if (!mChannel.open(static_cast<uint32_t>(pthread_self()) & kPortMask)) {
-        const nl::ChannelFailure& failure = mChannel.failure();
-        if (failure.error == nl::ChannelError::kSocket) {
-            KLOGE("Unable to create netlink socket: %s", strerror(failure.savedErrno));
-        } else {
-            KLOGE("Unable to bind netlink socket: %s", strerror(failure.savedErrno));
-        }
+        korun::logOpenFailure(mChannel.failure());
         return -1;
     }
     KLOGD("Bind to the port:%d", mChannel.port());
@@ -90,25 +57,7 @@ int NetlinkHandler::getFamilyID(const char* familyName) {
     KLOGD("getFamilyID() enter");
     uint16_t id = 0;
     if (!mChannel.resolveFamily(familyName, &id)) {
-        const nl::ChannelFailure& failure = mChannel.failure();
-        switch (failure.error) {
-            case nl::ChannelError::kSend:
-                KLOGE("There are some error when send netlink message to kernel: %s", strerror(failure.savedErrno));
-                [[fallthrough]];
-            case nl::ChannelError::kTooLong:
-                KLOGE("Get the family fail:%s", strerror(failure.savedErrno));
-                break;
-            case nl::ChannelError::kReceive:
-                KLOGE("recv family ID fail");
-                break;
-            case nl::ChannelError::kMalformed:
-                KLOGE("netlink header is invalid when get family ID(type:%d):%s", failure.messageType,
-                      strerror(failure.savedErrno));
-                break;
-            default:
-                KLOGE("netlink invalid family ID");
-                break;
-        }
+        korun::logLookupFailure(mChannel.failure());
         return -1;
     }
     mFamilyId = id;
@@ -158,7 +107,7 @@ int32_t NetlinkHandler::pollTimeoutMs() const {
 
 int NetlinkHandler::checkAck() {
     if (mChannel.awaitAck(pollTimeoutMs())) return 0;
-    logWaitFailure(mChannel.failure(), kAckRecvFailure);
+    korun::logWaitFailure(mChannel.failure(), kAckRecvFailure);
     return -1;
 }
 
@@ -182,8 +131,6 @@ int NetlinkHandler::tryKeepAlive() {
     mKeepAliveCount = 0;
     return 0;
 }
-
-// ---- lifecycle ----
 
 int NetlinkHandler::start() {
     KLOGD("NetlinkHnadler::start() entry");
@@ -218,37 +165,14 @@ int NetlinkHandler::stop() {
     return 0;
 }
 
-// ---- detection type and settings ----
-
 int NetlinkHandler::setDetectionType(int type) {
     mDetectionType = type;
     return createCatoner();
 }
 
 int NetlinkHandler::createCatoner() {
-    mCatoner.reset();
-    int ret = 0;
-    switch (mDetectionType) {
-        case scene::kVoiceCall:
-            mCatoner.reset(new (std::nothrow) AudioCatonDetection());
-            break;
-        case scene::kVideoCall:
-            mCatoner.reset(new (std::nothrow) VideoCatonDetection());
-            break;
-        case scene::kShortVideo:
-        case scene::kShortVideoPicture:
-        case scene::kShortVideoKey:
-            mCatoner.reset(new (std::nothrow) AwemeCatonDetection());
-            break;
-        default:
-            KLOGE("Invalid detection type(%d) when create catoner", mDetectionType);
-            ret = -1;
-            break;
-    }
-    if (ret == 0 && !mCatoner) {
-        KLOGE("There are no enough memory for the detection type: %d", mDetectionType);
-        ret = -1;
-    }
+    mCatoner = makeCatoner(mDetectionType);
+    int ret = mCatoner ? 0 : -1;
     KLOGD("create the detection type: %d", mDetectionType);
     return ret;
 }
@@ -280,8 +204,6 @@ int NetlinkHandler::setAwemeCatonPara(const AwemeCatonPara& para) {
 }
 
 int NetlinkHandler::translateDetectionType() const { return scene::detectionClass(mDetectionType); }
-
-// ---- collection ----
 
 int NetlinkHandler::startCollecting() {
     if (mCollecting != 0) {
@@ -375,12 +297,10 @@ int NetlinkHandler::getDetectionResult(int* outBytes, int* inBytes, int* result,
     return -1;
 }
 
-// ---- reports ----
-
 int NetlinkHandler::recvReport(genl_msg* buffer, nl::Message* message, uint8_t* command) {
     ssize_t received = mChannel.receive(buffer, sizeof(*buffer), pollTimeoutMs());
     if (received < 0) {
-        logWaitFailure(mChannel.failure(), kReportRecvFailure);
+        korun::logWaitFailure(mChannel.failure(), kReportRecvFailure);
         return -1;
     }
     return checkReportHeader(*buffer, received, message, command);
@@ -459,3 +379,5 @@ int NetlinkHandler::getAndProcessDouYinReport(int* outBytes, int* inBytes, int* 
     if (record.update_flag != 0) return updateAwemeStallInfo(&record);
     return ret;
 }
+
+}  // namespace mqqoe

@@ -19,6 +19,8 @@
 #include <memory>
 #include <utility>
 
+namespace mqqoe {
+
 class NetlinkHandler {
 public:
     NetlinkHandler();
@@ -109,3 +111,5 @@ private:
     int32_t mPauseDetect = 0;
     int mSendErrno = 0;
 };
+
+}  // namespace mqqoe

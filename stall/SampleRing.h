@@ -6,6 +6,8 @@
 #include <new>
 #include <vector>
 
+namespace mqqoe {
+
 class SampleRing {
 public:
     // `capacity` zeroed slots; false (and no slots) when it is below one or
@@ -54,3 +56,5 @@ private:
     int32_t mFilled = 0;
     int32_t mWriteIndex = 0;
 };
+
+}  // namespace mqqoe

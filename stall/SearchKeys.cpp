@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace mqqoe {
+
 namespace {
 
 template <size_t N>
@@ -56,3 +58,5 @@ bool searchKeysForType(int detectionType, KorunSearchKeys* keys) {
             return false;
     }
 }
+
+}  // namespace mqqoe

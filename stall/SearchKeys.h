@@ -8,6 +8,8 @@
 
 #include "mqqoe_netlink.h"
 
+namespace mqqoe {
+
 constexpr size_t kSearchKeyLen = KORUN_KEY_LEN;
 
 struct KorunSearchKeys {
@@ -56,3 +58,5 @@ static_assert(offsetof(KorunSearchKeys, videoPath) == offsetof(korun_search_keys
 KorunSearchKeys GetSearchKeys();
 // The record for a short-video detection type; false for other types.
 bool searchKeysForType(int detectionType, KorunSearchKeys* keys);
+
+}  // namespace mqqoe

@@ -3,8 +3,12 @@
 
 #include <android/log.h>
 
+namespace mqqoe {
+
 constexpr char kStallLogTag[] = "Korun";
 
-#define KLOGD(...) ((void)__android_log_print(ANDROID_LOG_DEBUG, kStallLogTag, __VA_ARGS__))
-#define KLOGI(...) ((void)__android_log_print(ANDROID_LOG_INFO, kStallLogTag, __VA_ARGS__))
-#define KLOGE(...) ((void)__android_log_print(ANDROID_LOG_ERROR, kStallLogTag, __VA_ARGS__))
+#define KLOGD(...) ((void)__android_log_print(ANDROID_LOG_DEBUG, ::mqqoe::kStallLogTag, __VA_ARGS__))
+#define KLOGI(...) ((void)__android_log_print(ANDROID_LOG_INFO, ::mqqoe::kStallLogTag, __VA_ARGS__))
+#define KLOGE(...) ((void)__android_log_print(ANDROID_LOG_ERROR, ::mqqoe::kStallLogTag, __VA_ARGS__))
+
+}  // namespace mqqoe

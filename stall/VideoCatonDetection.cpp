@@ -3,6 +3,8 @@
 #include "StallLog.h"
 #include "VideoForest.h"
 
+namespace mqqoe {
+
 namespace {
 
 constexpr int32_t kIntervalFine = 100;
@@ -86,3 +88,5 @@ int VideoCatonDetection::inputSample(int packets, int bytes, int* result) {
 }
 
 bool VideoCatonDetection::predict2S(const float* features) const { return runForest(features, mAlgoThreshold); }
+
+}  // namespace mqqoe

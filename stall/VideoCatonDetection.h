@@ -5,6 +5,8 @@
 #include "CatonDetection.h"
 #include "SampleRing.h"
 
+namespace mqqoe {
+
 class VideoCatonDetection : public CatonDetection {
 public:
     static constexpr int32_t kDefaultInterval = 1000;
@@ -39,3 +41,5 @@ private:
     SampleRing mBytes;
     SampleRing mPackets;
 };
+
+}  // namespace mqqoe

@@ -1,5 +1,7 @@
 #include "VideoForest.h"
 
+namespace mqqoe {
+
 ForestLeafPair gForestLeaf = {0, 0};
 
 namespace {
@@ -109,3 +111,5 @@ bool runForest(const float* features, float threshold) {
     double positive = static_cast<double>(gForestLeaf.second) / static_cast<double>(samples);
     return threshold < static_cast<float>(positive);
 }
+
+}  // namespace mqqoe

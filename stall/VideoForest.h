@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace mqqoe {
+
 constexpr int kForestTrees = 24;
 constexpr int kForestFeatures = 6;
 
@@ -80,3 +82,5 @@ struct ForestTable {
     size_t count;
 };
 extern const ForestTable kShippedForest[kForestTrees];
+
+}  // namespace mqqoe

@@ -6,6 +6,8 @@
 
 #include "VideoForest.h"
 
+namespace mqqoe {
+
 namespace {
 
 constexpr ForestNode kTree9[] = {
@@ -51,3 +53,5 @@ const ForestTable kShippedForest[kForestTrees] = {
     kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, table(kTree9), table(kTree10), kNone, kNone,
     kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone,         kNone,          kNone, kNone,
 };
+
+}  // namespace mqqoe

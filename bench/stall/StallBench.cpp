@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 namespace genl = kemu::genl;
 
 namespace {

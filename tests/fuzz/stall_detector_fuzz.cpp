@@ -9,6 +9,8 @@
 
 #include <cstring>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 namespace {
 
 void discard(const __android_logger_data*, const char*) {}

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <cstring>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 namespace {
 
 void discard(const __android_logger_data*, const char*) {}

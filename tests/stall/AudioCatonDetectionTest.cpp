@@ -6,6 +6,8 @@
 
 #include <vector>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 using mqqoe::testing::LogCapture;
 
 namespace {

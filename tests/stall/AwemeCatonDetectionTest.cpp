@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 using mqqoe::testing::LogCapture;
 
 namespace {

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <string>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 using kemu::Bytes;
 using mqqoe::testing::LogCapture;
 namespace genl = kemu::genl;

@@ -10,6 +10,8 @@
 
 #include <cstring>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 TEST(RealKernelLookup, ResolvesTheControllerFamilyAndRefusesAnUnknownOne) {
     // A host without generic netlink (qemu's user-mode emulation among them)
     // refuses the protocol or the family outright; any other failure is real.

@@ -9,6 +9,8 @@
 #include <random>
 #include <utility>
 
+using namespace mqqoe;  // NOLINT: the engine under test
+
 using mqqoe::testing::LogCapture;
 
 namespace {
