@@ -29,6 +29,7 @@ enum qoe_monitor_drop {
 	QOE_MONITOR_DROP_TRUNCATED,	/* nlmsg_len beyond the datagram */
 	QOE_MONITOR_DROP_LENGTH,	/* a header, but not exactly one */
 	QOE_MONITOR_DROP_UNKNOWN,	/* no such command code */
+	QOE_MONITOR_DROP_PERM,		/* a change from a sender without CAP_NET_ADMIN */
 	QOE_MONITOR_DROP_MAX,
 };
 

@@ -23,6 +23,7 @@ static const char * const qoe_monitor_drop_names[QOE_MONITOR_DROP_MAX] = {
 	[QOE_MONITOR_DROP_TRUNCATED] = "truncated",
 	[QOE_MONITOR_DROP_LENGTH] = "length",
 	[QOE_MONITOR_DROP_UNKNOWN] = "unknown",
+	[QOE_MONITOR_DROP_PERM] = "perm",
 };
 
 static void qoe_monitor_show_history(struct seq_file *m, const struct qoe_monitor *mon)

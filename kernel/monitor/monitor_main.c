@@ -7,13 +7,15 @@
  * nlmsg_seq). Because the flags carry data, netlink_rcv_skb() cannot be used:
  * it would skip messages without NLM_F_REQUEST and ack those with
  * NLM_F_ACK. The datagram is walked here instead, every length checked, and
- * whatever is not a command is dropped and counted.
+ * whatever is not a command (or is a state change from a sender without
+ * CAP_NET_ADMIN) is dropped and counted.
  *
  * Queries are answered with a header and QOE_MONITOR_REPLY_WORDS words,
  * unicast to the sending socket's port.
  */
 #define pr_fmt(fmt) KBUILD_MODNAME ": " fmt
 
+#include <linux/capability.h>
 #include <linux/module.h>
 #include <linux/netlink.h>
 #include <linux/skbuff.h>
@@ -141,6 +143,14 @@ static void qoe_monitor_msg(struct sk_buff *skb, const struct nlmsghdr *nlh)
 	}
 	if (!qoe_monitor_known(cmd.code)) {
 		qoe_monitor_drop(QOE_MONITOR_DROP_UNKNOWN);
+		return;
+	}
+	/* Queries show what /proc/net/snmp and sock_diag show anyone;
+	 * changing the monitor's state is for the network's administrator.
+	 */
+	if (!qoe_monitor_answered(cmd.code) &&
+	    !netlink_net_capable(skb, CAP_NET_ADMIN)) {
+		qoe_monitor_drop(QOE_MONITOR_DROP_PERM);
 		return;
 	}
 	qoe_monitor_apply(&cmd);

@@ -80,12 +80,7 @@ std::string policyLine(uint16_t type, const Record* record = nullptr) {
     return line.str();
 }
 
-bool clearPolicyLog() {
-    std::ofstream file(kPolicyLog);
-    file << "clear\n";
-    file.close();
-    return !file.fail();
-}
+bool clearPolicyLog() { return ktest::shell(std::string("echo clear >") + kPolicyLog) == 0; }
 
 bool sendRaw(int protocol, const Bytes& bytes) {
     nl::UniqueFd fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol));
@@ -214,7 +209,7 @@ TEST(RawChannelKernelTest, RepliesCarryTheDocumentedWords) {
     ASSERT_LT(static_cast<uint32_t>((*info)[1]), std::size(runs));
     EXPECT_EQ(value(kMonitorState, "state"), runs[(*info)[1]]);
     uint64_t dropped = 0;
-    for (const char* why : {"short", "truncated", "length", "unknown"}) {
+    for (const char* why : {"short", "truncated", "length", "unknown", "perm"}) {
         dropped += counter(kMonitorState, std::string("dropped_") + why);
     }
     const uint64_t words[] = {70000, 0, counter(kMonitorState, "mcc"), counter(kMonitorState, "rtt_resets"),
@@ -243,6 +238,7 @@ TEST(RawChannelKernelTest, MalformedMessagesAreDroppedAndCounted) {
             {"monitor: a header and more", kMonitorProtocol, message(20, 0, 20), "dropped_length", 0},
             {"monitor: code 4", kMonitorProtocol, message(16, 4, 16), "dropped_unknown", 0},
             {"monitor: code 9", kMonitorProtocol, message(16, 9, 16), "dropped_unknown", 0},
+            {"monitor: start from an app uid", kMonitorProtocol, message(16, 0, 16), "dropped_perm", ktest::kAppUid},
             {"policy: shorter than a header", kPolicyProtocol, Bytes(8, 0), "rejected_short", 0},
             {"policy: nlmsg_len past the datagram", kPolicyProtocol, message(100, 8, reset), "rejected_truncated", 0},
             {"policy: reset a byte short", kPolicyProtocol, message(reset - 1, 8, reset - 1), "rejected_length", 0},
