@@ -239,6 +239,66 @@ TEST_F(HandlerTest, RejectedReportsCountForNothingAndAttributesComeInOrder) {
             "NetlinkHnadler::getAndProcessDouYinReport(): recv a invalid command:5");
 }
 
+// The call detectors judge the inbound figures: each row's inbound side and
+// outbound side alone would give different verdicts.
+TEST_F(HandlerTest, CallDetectorsAreFedTheInboundFigures) {
+    const struct {
+        int type;
+        uint32_t inPkts, outPkts, inBytes, outBytes;
+        int reports;  // the verdict of the last one
+        int result;
+    } cases[] = {
+        {100106, 110, 60, 20000, 500, 1, 0},  // inbound: 4G voice band; outbound: too little
+        {100106, 60, 110, 500, 20000, 1, 1},
+        {100105, 40, 5, 0, 0, 5, 0},  // inbound switches to 4G and passes; outbound f0 = 5 would stall
+        {100105, 5, 40, 0, 0, 5, 1},
+    };
+    for (const auto& c : cases) {
+        collect(c.type);
+        int result = -1;
+        for (int i = 0; i < c.reports; ++i) {
+            ASSERT_TRUE(genl::pushThroughputReport(kUid, c.inPkts, c.outPkts, c.inBytes, c.outBytes));
+            ASSERT_EQ(0, next(&result));
+        }
+        EXPECT_EQ(c.result, result) << c.type << " in " << c.inPkts;
+        EXPECT_EQ(0, handler.stopCollecting());
+    }
+}
+
+// A video six seconds behind playback is marked at that step and stopped in
+// the kernel, whether or not the six-second marks vote; the three-second vote
+// is held back so that the video gets there.
+TEST_F(HandlerTest, VideoSixSecondsBehindIsStoppedInTheKernel) {
+    const struct {
+        int userType;  // 1: the six-second marks vote
+        int result;    // of the sixth step
+    } cases[] = {{0, 0}, {1, 1}};
+    for (const auto& c : cases) {
+        LogCapture stepLog;
+        ASSERT_EQ(0, handler.setDetectionType(100501));
+        ASSERT_EQ(0, handler.setAwemeCatonPara(3, 4, 2, 3, 9, 9, 1, 1, c.userType));
+        ASSERT_EQ(0, handler.startCollecting());
+        const size_t updates = sentCommands(4).size();
+        Bytes info;
+        genl::setStallEntry(info, 2, 0, 1000000, "v2", 0, 0, 1, 20);  // 20 s known, nothing loaded
+        int result = -1;
+        // A new request (step 1), then one report a second: steps 1 to 6 are decided.
+        for (uint32_t state : {1u, 2u, 2u, 2u, 2u, 2u, 2u}) {
+            EXPECT_EQ(updates, sentCommands(4).size());
+            ASSERT_TRUE(genl::pushAwemeReport(kUid, 2, 2, 3, state, info));
+            ASSERT_EQ(0, next(&result));
+        }
+        EXPECT_TRUE(stepLog.contains("Korun", "thinks it as stall because loaded=0, stalltime = 6s, coderate = 50000"));
+        EXPECT_EQ(0u, stepLog.count("Korun", "detect stall(caton_result_3s=1 (con_caton_num=1, caton_num=1))"));
+        EXPECT_EQ(c.result, result) << c.userType;
+        ASSERT_EQ(updates + 1, sentCommands(4).size()) << c.userType;
+        EXPECT_EQ((std::vector<int64_t>{2, 0}),
+                  (std::vector<int64_t>{genl::u32AttrOf(sentCommands(4).back(), 9),
+                                        genl::u32AttrOf(sentCommands(4).back(), 12)}));
+        EXPECT_EQ(0, handler.stopCollecting());
+    }
+}
+
 // A video that stalls for three seconds is stopped in the kernel for user type 2.
 TEST_F(HandlerTest, StalledShortVideoIsUpdatedInTheKernel) {
     ASSERT_EQ(0, handler.setDetectionType(100901));
