@@ -201,6 +201,10 @@ class SimulatorReportTest {
                     c[0] + " not in: " + run.err());
             assertTrue(Files.readString(dir.resolve("report/index.html")).contains(c[0]), c[0]);  // none needs escaping
         }
+        // The last run's batches: each with its true place (none for 8) and a cluster per pipeline.
+        List<String> batches = Files.readAllLines(dir.resolve("report/batches.csv"));
+        assertEquals(3, batches.size(), batches.toString());
+        assertTrue(batches.get(1).matches("7,p1,\\d+,\\d+") && batches.get(2).matches("8,,\\d+,\\d+"), batches.toString());
     }
 
     @Test

@@ -2,6 +2,7 @@ package com.android.server.qesta.sim;
 
 import java.awt.BasicStroke;
 import java.awt.Color;
+import java.awt.Font;
 import java.awt.Paint;
 import java.awt.Shape;
 import java.awt.geom.Ellipse2D;
@@ -15,6 +16,7 @@ import java.util.TreeMap;
 import org.jfree.chart.ChartFactory;
 import org.jfree.chart.JFreeChart;
 import org.jfree.chart.LegendItem;
+import org.jfree.chart.annotations.XYTextAnnotation;
 import org.jfree.chart.LegendItemCollection;
 import org.jfree.chart.axis.NumberAxis;
 import org.jfree.chart.axis.SymbolAxis;
@@ -59,6 +61,7 @@ final class Charts {
         0xC49C94, 0xF7B6D2, 0xDBDB8D, 0x9EDAE5, 0x393B79, 0x637939, 0x8C6D31, 0x843C39, 0x7B4173})
             .mapToObj(Color::new).toArray(Color[]::new);
     private static final int MAX_CLUSTER_LEGEND = 30;
+    private static final double GOLDEN_ANGLE = 0.381966;  // of a turn: neighbours in order land far apart
     private static final double BAR_SHARE = 0.8;  // of an interval, so that neighbouring reports stay apart
 
     private Charts() {}
@@ -244,7 +247,7 @@ final class Charts {
         LegendItemCollection legend = new LegendItemCollection();
         for (int s = 0; s < data.getSeriesCount(); s++) {
             boolean none = byCluster.containsKey(0) && s == 0;
-            Paint paint = none ? NOT_CLUSTERED : PALETTE[s % PALETTE.length];
+            Paint paint = none ? NOT_CLUSTERED : colour(s);
             renderer.setSeriesPaint(s, paint);
             if (data.getSeriesCount() <= MAX_CLUSTER_LEGEND) {
                 legend.add(new LegendItem(data.getSeriesKey(s).toString(), paint));
@@ -260,10 +263,44 @@ final class Charts {
         XYPlot plot = plot(data, y, renderer);
         plot.setDomainAxis(x);
         plot.setFixedLegendItems(legend);
+        if (byCluster.size() > MAX_CLUSTER_LEGEND) {
+            labelClusters(plot, byCluster);
+        }
         JFreeChart chart = new JFreeChart(clustering.name(), JFreeChart.DEFAULT_TITLE_FONT, plot, true);
-        chart.addSubtitle(new TextTitle("colour = cluster, marker = building (b) and floor (f)"));
+        chart.addSubtitle(new TextTitle("colour = cluster, marker = building (b) and floor (f)"
+                + (byCluster.size() > MAX_CLUSTER_LEGEND ? "; numbers: clusters, at the middle of their scans" : "")));
         chart.setBackgroundPaint(Color.WHITE);
         return chart;
+    }
+
+    /**
+     * The i-th colour: the fixed palette, then hues a golden angle apart in
+     * four shades, so that a hundred clusters never share a colour.
+     */
+    static Color colour(int i) {
+        if (i < PALETTE.length) {
+            return PALETTE[i];
+        }
+        int k = i - PALETTE.length;
+        float hue = (float) ((k * GOLDEN_ANGLE) % 1.0);
+        float saturation = k / 4 % 2 == 0 ? 0.85f : 0.55f;
+        float brightness = k % 4 < 2 ? 0.85f : 0.6f;
+        return Color.getHSBColor(hue, saturation, brightness);
+    }
+
+    /** The cluster's number at the middle of its scans, where colours alone could be mistaken. */
+    private static void labelClusters(XYPlot plot, Map<Integer, List<ClusterInput.Scan>> byCluster) {
+        for (Map.Entry<Integer, List<ClusterInput.Scan>> entry : byCluster.entrySet()) {
+            if (entry.getKey() == 0) {
+                continue;
+            }
+            double x = entry.getValue().stream().mapToDouble(ClusterInput.Scan::x).average().orElse(0);
+            double y = entry.getValue().stream().mapToDouble(ClusterInput.Scan::y).average().orElse(0);
+            XYTextAnnotation label = new XYTextAnnotation(Integer.toString(entry.getKey()), x, y);
+            label.setFont(new Font(Font.SANS_SERIF, Font.BOLD, 10));
+            label.setBackgroundPaint(new Color(255, 255, 255, 0xB0));
+            plot.addAnnotation(label);
+        }
     }
 
     private static Shape[] shapes() {
@@ -296,7 +333,7 @@ final class Charts {
         BarRenderer renderer = (BarRenderer) chart.getCategoryPlot().getRenderer();
         renderer.setBarPainter(new StandardBarPainter());
         for (int row = 0; row < data.getRowCount(); row++) {
-            renderer.setSeriesPaint(row, PALETTE[row % PALETTE.length]);
+            renderer.setSeriesPaint(row, colour(row));
         }
         return chart;
     }

@@ -1,8 +1,16 @@
 package com.android.server.qesta.sim;
 
+import java.io.BufferedWriter;
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import java.util.TreeSet;
 import java.util.stream.Collectors;
 
 /** The report's section for each stall session and each clustering run. */
@@ -72,6 +80,8 @@ final class ReportSections {
     }
 
     private static final int EPISODE_ROWS = 50;
+    private static final int BATCH_ROWS = 100;
+    private static final String BATCH_CSV = "batches.csv";
     private static final String CALLBACK_MEANING = "Callback arguments, handleReportStallInfo(value, scene, kind, "
             + "flag): value is 1 for a no-traffic stall, the detector's result for a detector or flag stall, and "
             + "the frame-detection service's result for kind 1; scene is the app scene code of the session; kind "
@@ -140,6 +150,8 @@ final class ReportSections {
     static void clustering(Report report, ClusterRun.Result result) {
         ClusterInput input = result.input();
         report.heading("Clustering — " + input.source);
+        report.summary(clusteringSummary(result));
+        batchTable(report, result);
         report.paragraph(input.scanCount() + " scans, " + input.bssidCount() + " BSSIDs; parameters: "
                 + (result.params().isEmpty() ? "the library's defaults" : String.join(" ", result.params())) + ".");
         report.subheading("BSSIDs kept by selection (nativeGetWmpCoreTrainData): " + result.selected().size() + " of "
@@ -167,5 +179,55 @@ final class ReportSections {
             report.table(truth ? List.of("cluster", "scans", "majority place", "scans at that place")
                     : List.of("cluster", "scans"), rows);
         }
+    }
+
+    /** Per pipeline: clusters, their sizes and, with a truth, how well they match it. */
+    private static List<String> clusteringSummary(ClusterRun.Result result) {
+        ClusterInput input = result.input();
+        boolean truth = !input.placeOfBatch.isEmpty();
+        List<String> lines = new ArrayList<>();
+        lines.add(input.scanCount() + " scans, " + input.bssidCount() + " BSSIDs; selection kept "
+                + result.selected().size() + " BSSIDs; " + (truth ? input.placeOfBatch.size()
+                + " batches with a true place" : "no ground truth") + ".");
+        for (ClusterRun.Clustering c : result.clusterings()) {
+            int[] sizes = c.clusters().stream().mapToInt(ClusterRun.Cluster::scans).sorted().toArray();
+            String spread = sizes.length == 0 ? "" : String.format(" of %d to %d scans (median %d)", sizes[0],
+                    sizes[sizes.length - 1], sizes[sizes.length / 2]);
+            lines.add(c.name() + ": " + sizes.length + " clusters" + spread + (truth ? String.format(
+                    "; against %d true places purity %.3f, adjusted Rand index %.3f", c.places(), c.purity(), c.ari())
+                    : "") + ".");
+        }
+        return lines;
+    }
+
+    /** Which cluster each batch went to in each pipeline, the first rows on the page and all in a CSV. */
+    private static void batchTable(Report report, ClusterRun.Result result) {
+        Map<Integer, String> places = result.input().placeOfBatch;
+        Set<Integer> batches = new TreeSet<>(places.keySet());
+        result.clusterings().forEach(c -> batches.addAll(c.clusterOfBatch().keySet()));
+        List<String> head = new ArrayList<>(List.of("batch", "true place"));
+        result.clusterings().forEach(c -> head.add("cluster: " + c.name()));
+        List<List<String>> rows = new ArrayList<>();
+        Path csv = report.sidecar(BATCH_CSV);
+        try (BufferedWriter out = Files.newBufferedWriter(csv, StandardCharsets.UTF_8)) {
+            out.write(head.stream().map(h -> h.replace(',', ';')).collect(Collectors.joining(",")) + "\n");
+            for (int batch : batches) {
+                List<String> row = new ArrayList<>(List.of(Integer.toString(batch), places.getOrDefault(batch, "")));
+                // 0: the batch is in no cluster (filtered out or not kept by the pipeline).
+                result.clusterings().forEach(c -> row.add(Integer.toString(c.clusterOfBatch().getOrDefault(batch, 0))));
+                out.write(String.join(",", row) + "\n");
+                if (rows.size() < BATCH_ROWS) {
+                    rows.add(row);
+                }
+            }
+        } catch (IOException e) {
+            throw SimulatorError.io(csv, e);
+        }
+        report.subheading("Batches and their clusters (0: none)");
+        if (batches.size() > rows.size()) {
+            report.paragraph("The first " + rows.size() + " of " + batches.size() + " batches; all are in the CSV.");
+        }
+        report.link("Every batch: " + BATCH_CSV, BATCH_CSV);
+        report.table(head, rows);
     }
 }
