@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 
+#include "RecordText.h"
 #include "WmpReport.h"
 #include "WmpText.h"
 
@@ -11,7 +12,7 @@ namespace wmpcore {
 namespace {
 
 constexpr char kFieldSeparator = ',';
-constexpr char kFixedHeader[] = "orginBatch,batch,label,timestamp,link_speed,";
+constexpr RecordTextLayout kDataSetText = {"orginBatch,batch,label,timestamp,link_speed,", ";", true, false};
 constexpr int kUnset = -1;
 
 // Positions of the fixed columns and of the first BSSID column in the header.
@@ -196,30 +197,8 @@ std::string DataSet::getString() {
     WMP_LOGI_AS(kDataSetTag, "getStrResult begin");
     std::string text;
     try {
-        text.append(kFixedHeader);
-        for (const std::string& name : bssids) {
-            text.append(name);
-            text.push_back(',');
-        }
-        text.push_back(';');
-        LevelReader levels(bssids);
-        for (Record& record : records) {
-            appendInt(text, record.orginBatch);
-            text.push_back(',');
-            appendInt(text, record.batch);
-            text.push_back(',');
-            text.append(record.label).push_back(',');
-            text.append(record.timestamp).push_back(',');
-            text.append(record.link_speed).push_back(',');
-            const auto row = levels.row(record.bssidValues);
-            for (size_t k = 0; k < levels.size(); ++k) {
-                appendFloat(text, row[k]);
-                text.push_back(',');
-            }
-            text.back() = ';';
-            // A BSSID the record lacks was written as 0 and is added to it.
-            levels.addMissing(record.bssidValues);
-        }
+        appendRecordText(text, kDataSetText, records, bssids);
+        addMissingBssids(records, bssids);
         writeStdoutLine("WmpCore:getStrResult: ");
     } catch (const std::exception& e) {
         reportException("getStrResult", e);
