@@ -126,8 +126,8 @@ void batchClustering(DataSet& dataSet, Param param) {
     }
 }
 
-bool checkZeroBssidCol(std::vector<Record> records, std::string bssid) {
-    const std::vector<std::string> names{std::move(bssid)};
+bool checkZeroBssidCol(const std::vector<Record>& records, const std::string& bssid) {
+    const std::vector<std::string> names{bssid};
     LevelReader levels(names);
     return anyNonZero(records, levels, 0);
 }

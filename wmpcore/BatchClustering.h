@@ -20,6 +20,6 @@ void batchClustering(DataSet& dataSet, Param param);
 void clusterFilter(DataSet& dataSet, Param param);
 
 // True when some record has a non-zero value for `bssid`.
-[[nodiscard]] bool checkZeroBssidCol(std::vector<Record> records, std::string bssid);
+[[nodiscard]] bool checkZeroBssidCol(const std::vector<Record>& records, const std::string& bssid);
 
 }  // namespace wmpcore

@@ -227,7 +227,7 @@ bool heardAboveBoundInAll(const Records& rds, LevelReader& names, size_t k, cons
 
 }  // namespace
 
-bool isNonZeroRecord(Record record, std::vector<std::string> bssidLst) {
+bool isNonZeroRecord(const Record& record, const std::vector<std::string>& bssidLst) {
     LevelReader levels(bssidLst);
     return hasSignal(record, levels);
 }
@@ -237,7 +237,7 @@ float deviation(std::set<float> values, int n) {
     return sampleDeviation(ascending.data(), ascending.data() + ascending.size(), n);
 }
 
-BssidStat computeBssidStat(std::vector<float> values, BssidStat stat, Param /*param*/) {
+BssidStat computeBssidStat(const std::vector<float>& values, BssidStat stat, const Param& /*param*/) {
     stat.meanRssi = meanOf(values);
     return stat;
 }
@@ -400,7 +400,7 @@ void getNewDataSet(DataSet& dataSet, int recordNum, int newBssidNum, Param /*par
     }
 }
 
-int deleteBSSID(DataSet& dataSet, Param param, std::vector<std::string> /*bssidLst*/) {
+int deleteBSSID(DataSet& dataSet, Param param, const std::vector<std::string>& /*bssidLst*/) {
     WMP_LOGI("deleteBSSID begin");
     try {
         const int recordNum = static_cast<int>(dataSet.records.size());

@@ -19,8 +19,6 @@ constexpr char kJoined = 1;
 // Groups up to this size are never split by the rectangle relation.
 constexpr size_t kMaxUnprunedGroup = 3;
 
-// The shared bodies below take their inputs by reference; the by-value
-// functions of the interface wrap them.
 
 std::vector<int> nonZeroIndices(const std::vector<float>& levels) {
     std::vector<int> indices;
@@ -53,53 +51,6 @@ bool pastEnd(size_t index, size_t size) {
     return index >= size;
 }
 
-CharMatrix subMatrix(const std::vector<uint32_t>& rows, int rowNum, const std::vector<uint32_t>& cols, int colNum,
-                     const CharMatrix& mat) {
-    CharMatrix sub;
-    try {
-        for (int i = 0; i < rowNum; ++i) {
-            sub.emplace_back();
-            const uint32_t r = rows.at(static_cast<size_t>(i));
-            if (pastEnd(r, mat.size())) continue;
-            const std::vector<char>& row = mat[r];
-            for (int j = 0; j < colNum; ++j) {
-                const uint32_t c = cols.at(static_cast<size_t>(j));
-                if (pastEnd(c, row.size())) break;
-                sub.back().push_back(row[c]);
-            }
-        }
-    } catch (const std::exception& e) {
-        reportException("getSubAdjMatByVec", e);
-    } catch (...) {
-        reportUnknownException();
-    }
-    return sub;
-}
-
-std::vector<unsigned int> neighbours(const CharMatrix& mat, unsigned int a, unsigned int b) {
-    std::vector<unsigned int> found;
-    if (pastEnd(a, mat.size())) return found;
-    const std::vector<char>& row = mat[a];
-    for (size_t v = 0; v < row.size(); ++v) {
-        const auto node = static_cast<unsigned int>(v);
-        if (row[v] == kJoined && node != a && node != b) found.push_back(node);
-    }
-    return found;
-}
-
-int sumCells(const std::vector<uint32_t>& rows, const std::vector<uint32_t>& cols, const CharMatrix& mat) {
-    int sum = 0;
-    for (uint32_t i : rows) {
-        if (pastEnd(i, mat.size())) return 0;
-        const std::vector<char>& row = mat[i];
-        for (uint32_t j : cols) {
-            if (pastEnd(j, row.size())) return 0;
-            sum += row[j];
-        }
-    }
-    return sum;
-}
-
 // A join survives unless the links between the two neighbourhoods are
 // sparser than `strength`; with a neighbourhood empty the density is 0/0,
 // which is below nothing.
@@ -109,28 +60,9 @@ bool weaklySupported(int links, size_t np, size_t nq, float strength) {
     return static_cast<float>(links) / static_cast<float>(possible) < strength;
 }
 
-// A cell outside a ragged sub-matrix is not a join.
-char cellOf(const CharMatrix& mat, size_t r, size_t c) {
-    return r < mat.size() && c < mat[r].size() ? mat[r][c] : 0;
-}
-
 void clearJoin(CharMatrix& mat, uint32_t a, uint32_t b) {
     mat.at(a).at(b) = 0;
     mat.at(b).at(a) = 0;
-}
-
-// The rectangle test on one group, step by step on the sub-matrix.
-void pruneGroupByCells(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
-    const size_t k = members.size();
-    for (size_t p = 0; p < k; ++p) {
-        for (size_t q = p + 1; q < k; ++q) {
-            if (cellOf(sub, p, q) == 0) continue;
-            const auto np = neighbours(sub, static_cast<unsigned int>(p), static_cast<unsigned int>(q));
-            const auto nq = neighbours(sub, static_cast<unsigned int>(q), static_cast<unsigned int>(p));
-            const int links = sumCells(np, nq, sub);
-            if (weaklySupported(links, np.size(), nq.size(), strength)) clearJoin(mat, members[p], members[q]);
-        }
-    }
 }
 
 constexpr size_t kWordBits = 64;
@@ -140,6 +72,9 @@ class BitRows {
 public:
     BitRows(size_t rows, size_t width) : mWords((width + kWordBits - 1) / kWordBits), mBits(rows * mWords, 0) {}
     void set(size_t i, size_t k) { mBits[i * mWords + k / kWordBits] |= uint64_t{1} << (k % kWordBits); }
+    [[nodiscard]] bool test(size_t i, size_t k) const {
+        return (mBits[i * mWords + k / kWordBits] >> (k % kWordBits) & 1U) != 0;
+    }
     [[nodiscard]] size_t words() const { return mWords; }
     [[nodiscard]] const uint64_t* row(size_t i) const { return mBits.data() + i * mWords; }
 
@@ -154,29 +89,20 @@ void forEachBit(uint64_t word, size_t w, F&& f) {
     for (uint64_t rest = word; rest != 0; rest &= rest - 1) f(w * kWordBits + static_cast<size_t>(__builtin_ctzll(rest)));
 }
 
-bool isSquareBinary(const CharMatrix& sub, size_t k) {
-    if (sub.size() != k) return false;
-    for (const auto& row : sub) {
-        if (row.size() != k) return false;
-        for (char cell : row) {
-            if (cell != 0 && cell != kJoined) return false;
-        }
-    }
-    return true;
-}
-
 size_t popcount(uint64_t w) {
     return static_cast<size_t>(__builtin_popcountll(w));
 }
 
-// The rectangle test on a square 0/1 sub-matrix, with rows as bit sets: the
-// links between the neighbourhoods are popcounts of row intersections.
-void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
+// The rectangle test on one group, with the rows of its sub-matrix as bit
+// sets: the links between two neighbourhoods are popcounts of row
+// intersections. The graph's cells are 0 or joined; a cell past a short row
+// is no join. (The test suite keeps the cell-by-cell form as its reference.)
+void pruneGroup(CharMatrix& mat, const std::vector<uint32_t>& members, const CharMatrix& sub, float strength) {
     const size_t k = members.size();
     BitRows bits(k, k);
-    for (size_t i = 0; i < k; ++i) {
-        for (size_t j = 0; j < k; ++j) {
-            if (sub[i][j] != 0) bits.set(i, j);
+    for (size_t i = 0; i < k && i < sub.size(); ++i) {
+        for (size_t j = 0; j < k && j < sub[i].size(); ++j) {
+            if (sub[i][j] == kJoined) bits.set(i, j);
         }
     }
     const size_t words = bits.words();
@@ -184,7 +110,7 @@ void pruneGroupByBits(CharMatrix& mat, const std::vector<uint32_t>& members, con
     std::vector<uint64_t> nq(words);
     for (size_t p = 0; p < k; ++p) {
         for (size_t q = p + 1; q < k; ++q) {
-            if (sub[p][q] == 0) continue;
+            if (!bits.test(p, q)) continue;
             size_t npCount = 0;
             size_t nqCount = 0;
             for (size_t w = 0; w < words; ++w) {
@@ -272,35 +198,71 @@ MatrixEx::~MatrixEx() {
     mColNum = 0;
 }
 
-std::set<int> getNonZeroLst(BatchFp fp) {
+std::set<int> getNonZeroLst(const BatchFp& fp) {
     const auto indices = nonZeroIndices(fp.second);
     return {indices.begin(), indices.end()};
 }
 
-std::vector<int> getShare_mac(std::set<int> a, std::set<int> b) {
+std::vector<int> getShare_mac(const std::set<int>& a, const std::set<int>& b) {
     std::vector<int> share;
     std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(share));
     return share;
 }
 
-int compute_dist_share(BatchFp a, BatchFp b, std::vector<int> share) {
+int compute_dist_share(const BatchFp& a, const BatchFp& b, const std::vector<int>& share) {
     return maxSquaredDifference(a.second, b.second, share);
 }
 
-std::vector<std::vector<char>> getSubAdjMatByVec(std::vector<uint32_t> rows, int rowNum, std::vector<uint32_t> cols,
-                                                 int colNum, std::vector<std::vector<char>> mat) {
-    return subMatrix(rows, rowNum, cols, colNum, mat);
+std::vector<std::vector<char>> getSubAdjMatByVec(const std::vector<uint32_t>& rows, int rowNum,
+                                                 const std::vector<uint32_t>& cols, int colNum,
+                                                 const std::vector<std::vector<char>>& mat) {
+    CharMatrix sub;
+    try {
+        for (int i = 0; i < rowNum; ++i) {
+            sub.emplace_back();
+            const uint32_t r = rows.at(static_cast<size_t>(i));
+            if (pastEnd(r, mat.size())) continue;
+            const std::vector<char>& row = mat[r];
+            for (int j = 0; j < colNum; ++j) {
+                const uint32_t c = cols.at(static_cast<size_t>(j));
+                if (pastEnd(c, row.size())) break;
+                sub.back().push_back(row[c]);
+            }
+        }
+    } catch (const std::exception& e) {
+        reportException("getSubAdjMatByVec", e);
+    } catch (...) {
+        reportUnknownException();
+    }
+    return sub;
 }
 
-std::vector<unsigned int> findNeighbors(std::vector<std::vector<char>> mat, unsigned int a, unsigned int b) {
-    return neighbours(mat, a, b);
+std::vector<unsigned int> findNeighbors(const std::vector<std::vector<char>>& mat, unsigned int a, unsigned int b) {
+    std::vector<unsigned int> found;
+    if (pastEnd(a, mat.size())) return found;
+    const std::vector<char>& row = mat[a];
+    for (size_t v = 0; v < row.size(); ++v) {
+        const auto node = static_cast<unsigned int>(v);
+        if (row[v] == kJoined && node != a && node != b) found.push_back(node);
+    }
+    return found;
 }
 
-int sumMatBy2Vec(std::vector<uint32_t> rows, std::vector<uint32_t> cols, std::vector<std::vector<char>> mat) {
-    return sumCells(rows, cols, mat);
+int sumMatBy2Vec(const std::vector<uint32_t>& rows, const std::vector<uint32_t>& cols,
+                 const std::vector<std::vector<char>>& mat) {
+    int sum = 0;
+    for (uint32_t i : rows) {
+        if (pastEnd(i, mat.size())) return 0;
+        const std::vector<char>& row = mat[i];
+        for (uint32_t j : cols) {
+            if (pastEnd(j, row.size())) return 0;
+            sum += row[j];
+        }
+    }
+    return sum;
 }
 
-NonRecDFSTraverseResutl NonRecDFSTraverse(std::vector<std::vector<char>> mat, int size) {
+NonRecDFSTraverseResutl NonRecDFSTraverse(const std::vector<std::vector<char>>& mat, int size) {
     NonRecDFSTraverseResutl result;
     try {
         WMP_LOGI("NonRecDFSTraverse begin,001");
@@ -346,20 +308,16 @@ NonRecDFSTraverseResutl NonRecDFSTraverse(std::vector<std::vector<char>> mat, in
     return result;
 }
 
-std::vector<std::vector<char>> rectangleRel(std::vector<std::vector<char>> mat, NonRecDFSTraverseResutl result,
-                                            Param param) {
+std::vector<std::vector<char>> rectangleRel(std::vector<std::vector<char>> mat, const NonRecDFSTraverseResutl& result,
+                                            const Param& param) {
     try {
         for (const auto& group : result.groups) {
             if (group.size() <= kMaxUnprunedGroup) continue;
             const std::vector<uint32_t> members(group.begin(), group.end());
             const int k = static_cast<int>(members.size());
             // Judged on the group's links as they were before this pass.
-            const CharMatrix sub = subMatrix(members, k, members, k, mat);
-            if (isSquareBinary(sub, members.size())) {
-                pruneGroupByBits(mat, members, sub, param.connectedStrength);
-            } else {
-                pruneGroupByCells(mat, members, sub, param.connectedStrength);
-            }
+            const CharMatrix sub = getSubAdjMatByVec(members, k, members, k, mat);
+            pruneGroup(mat, members, sub, param.connectedStrength);
         }
     } catch (const std::exception& e) {
         // Reported under the graph clustering's name.

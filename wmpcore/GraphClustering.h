@@ -48,23 +48,24 @@ inline constexpr int kMaxSearchNodes = 1000;
 // them by connected components. Reads dataSet.batchClusters only.
 [[nodiscard]] NonRecDFSTraverseResutl graphClustering(DataSet& dataSet, Param param);
 
-[[nodiscard]] std::set<int> getNonZeroLst(BatchFp fp);
-[[nodiscard]] std::vector<int> getShare_mac(std::set<int> a, std::set<int> b);
-[[nodiscard]] int compute_dist_share(BatchFp a, BatchFp b, std::vector<int> share);
+[[nodiscard]] std::set<int> getNonZeroLst(const BatchFp& fp);
+[[nodiscard]] std::vector<int> getShare_mac(const std::set<int>& a, const std::set<int>& b);
+[[nodiscard]] int compute_dist_share(const BatchFp& a, const BatchFp& b, const std::vector<int>& share);
 
-[[nodiscard]] NonRecDFSTraverseResutl NonRecDFSTraverse(std::vector<std::vector<char>> mat, int size);
+[[nodiscard]] NonRecDFSTraverseResutl NonRecDFSTraverse(const std::vector<std::vector<char>>& mat, int size);
 
 // Removes the joins of groups larger than 3 whose endpoints' neighbourhoods
-// are too weakly linked to each other.
+// are too weakly linked to each other. Takes the graph by value: the pruned
+// copy is the result.
 [[nodiscard]] std::vector<std::vector<char>> rectangleRel(std::vector<std::vector<char>> mat,
-                                                          NonRecDFSTraverseResutl result, Param param);
+                                                          const NonRecDFSTraverseResutl& result, const Param& param);
 
-[[nodiscard]] std::vector<std::vector<char>> getSubAdjMatByVec(std::vector<uint32_t> rows, int rowNum,
-                                                               std::vector<uint32_t> cols, int colNum,
-                                                               std::vector<std::vector<char>> mat);
-[[nodiscard]] std::vector<unsigned int> findNeighbors(std::vector<std::vector<char>> mat, unsigned int a,
+[[nodiscard]] std::vector<std::vector<char>> getSubAdjMatByVec(const std::vector<uint32_t>& rows, int rowNum,
+                                                               const std::vector<uint32_t>& cols, int colNum,
+                                                               const std::vector<std::vector<char>>& mat);
+[[nodiscard]] std::vector<unsigned int> findNeighbors(const std::vector<std::vector<char>>& mat, unsigned int a,
                                                       unsigned int b);
-[[nodiscard]] int sumMatBy2Vec(std::vector<uint32_t> rows, std::vector<uint32_t> cols,
-                               std::vector<std::vector<char>> mat);
+[[nodiscard]] int sumMatBy2Vec(const std::vector<uint32_t>& rows, const std::vector<uint32_t>& cols,
+                               const std::vector<std::vector<char>>& mat);
 
 }  // namespace wmpcore
