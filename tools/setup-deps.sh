@@ -5,6 +5,7 @@
 #   tools/setup-deps.sh host       every host test too (ctest --preset host, tools/mutants.sh)
 #   tools/setup-deps.sh coverage   the host tests and gcovr (tools/coverage.sh)
 #   tools/setup-deps.sh kernel-x86_64  the kernel tier's VM (tests/kernel/run-vm.sh)
+#   tools/setup-deps.sh kernel-arm64   its arm64 VM and the arm64 preset
 #   tools/setup-deps.sh            everything the test command uses (tools/run-tests.sh)
 set -euo pipefail
 # --help: the comment at the head of this file.
@@ -51,7 +52,7 @@ install_missing \
 [[ $job == kernel-x86_64 ]] && exit 0
 
 # The report test opens the simulator's page in headless Chromium.
-install_missing chromium
+[[ $job == kernel-arm64 ]] || install_missing chromium
 if [[ $job == coverage ]]; then install_missing gcovr; fi
 [[ $job == host || $job == coverage ]] && exit 0
 
@@ -79,4 +80,28 @@ if [[ ! -f $arm64_libdir/7z.so ]]; then
   dpkg-deb -x "$scratch"/p7zip-full_*_arm64.deb "$scratch/root"
   mkdir -p "$arm64_libdir"
   cp "$scratch/root/usr/lib/p7zip/7z.so" "$arm64_libdir/"
+fi
+
+# The arm64 VM of the kernel tier: Debian's arm64 kernel, its headers (they
+# build against the host's linux-headers-*-common and linux-kbuild, at the
+# same release) and a static busybox, unpacked into build/deps/arm64-kernel
+# rather than installed: a foreign kernel has no place on the host.
+install_missing qemu-system-arm
+release=$(dpkg-query -W -f='${Depends}' linux-image-amd64 | sed -n 's/^linux-image-\([0-9.]*-[0-9]*\)-amd64.*/\1/p')
+kernel_tree=$top/build/deps/arm64-kernel
+if [[ ! -f $kernel_tree/.release-$release ]]; then
+  echo "Unpacking Debian's arm64 kernel $release into $kernel_tree"
+  scratch=$(mktemp -d)
+  trap 'rm -rf "$scratch"' EXIT
+  (cd "$scratch" && apt-get download -qq -o APT::Sandbox::User="$(id -un)" \
+    "linux-image-$release-arm64:arm64" "linux-headers-$release-arm64:arm64" busybox-static:arm64)
+  for deb in "$scratch"/*.deb; do dpkg-deb -x "$deb" "$scratch/tree"; done
+  # The headers reach the kbuild scripts through ../../lib/linux-kbuild-<x.y>.
+  kbuild=$(readlink "$scratch/tree/usr/src/linux-headers-$release-arm64/scripts")
+  kbuild=${kbuild#../../lib/}
+  ln -s "/usr/lib/${kbuild%/scripts}" "$scratch/tree/usr/lib/${kbuild%/scripts}"
+  /sbin/depmod -b "$scratch/tree" "$release-arm64"
+  touch "$scratch/tree/.release-$release"
+  rm -rf "$kernel_tree"
+  mv "$scratch/tree" "$kernel_tree"
 fi

@@ -8,10 +8,11 @@
 # fd77::1/64) here, its peer eth0 (10.77.0.2, fd77::2) in network namespace
 # "peer". CMD sees MQQOE_VM_MODULES, the reference modules it loaded, and
 # MQQOE_KMOD_DIR, the folder of their .ko files (to reload one).
-# MQQOE_VM_ACCEL=tcg|kvm|auto chooses qemu's accelerator (auto: KVM
-# where a probe boot completes, TCG otherwise). CMD's stdout and stderr come back as its own; the exit status is
-# CMD's, 124 on time-out, 125 when the VM could not run it, and 1 when CMD
-# passed but the kernel logged a warning, oops or BUG.
+# MQQOE_VM_ACCEL=tcg|kvm|auto chooses qemu's accelerator (auto: KVM where a
+# probe boot completes, TCG otherwise). CMD's stdout and stderr come back as
+# its own; the exit status is CMD's, 124 on time-out, 125 when the VM could
+# not run it, and 1 when CMD passed but the kernel logged a warning, oops or
+# BUG.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 top=$(cd "$here/../.." && pwd)
@@ -55,10 +56,12 @@ case $arch in
     busybox=/bin/busybox shell=/bin/sh path=/usr/sbin:/usr/bin:/sbin:/bin
     ;;
   arm64)
+    # The host root's programs are x86-64: the guest's shell and tools are the
+    # initramfs's busybox, its applets linked into /run/bin.
     kver=$release-arm64 root=$top/build/deps/arm64-kernel
     qemu=(qemu-system-aarch64 -M virt -cpu cortex-a57)
     console=ttyAMA0 cross=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
-    busybox=$root/bin/busybox shell=$root/bin/busybox
+    busybox=$root/bin/busybox shell=/run/bin/sh path=/run/bin:/usr/sbin:/usr/bin:/sbin:/bin
     ;;
   *) usage ;;
 esac
@@ -114,6 +117,7 @@ mkdir "$run/tmp"
   loaded=("${built[@]##*/}")
   printf "export MQQOE_VM_MODULES='%s'\n" "${loaded[*]%.ko}"
   ((${#built[@]} == 0)) || printf "export MQQOE_KMOD_DIR='%s'\n" "${built[0]%/*}"
+  [[ $arch == x86_64 ]] || printf 'export PATH=/run/bin:"$PATH"\n'
   printf "cd '%s' || exit 125\n" "${PWD//\'/\'\\\'\'}"
   printf 'exec'
   for word in "$@"; do printf " '%s'" "${word//\'/\'\\\'\'}"; done

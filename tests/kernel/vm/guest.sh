@@ -8,7 +8,6 @@ run=$1
 shell=$2
 
 mount -t debugfs debugfs /sys/kernel/debug
-mount -t tmpfs tmpfs /run
 mkdir -p /dev/shm /dev/pts
 mount -t tmpfs tmpfs /dev/shm
 mount -t devpts devpts /dev/pts
@@ -18,18 +17,34 @@ while read -r module; do
   insmod "$module" || echo "vm: insmod $module failed" >>"$run/setup.log"
 done <"$run/modules"
 
-# wlan0 in this namespace, its veth peer in namespace "peer" as the far end.
+# wlan0 in this namespace, its veth peer eth0 in namespace "peer" (bound at
+# /run/netns/peer, as "ip netns" does) as the far end. Only what busybox's ip
+# also knows: it names the peer veth0 and moves links by pid only.
+in_peer() { nsenter --net=/run/netns/peer "$@"; }
 setup_network() {
   ip link set lo up &&
-    ip netns add peer &&
-    ip -n peer link set lo up &&
-    ip link add wlan0 type veth peer name eth0 netns peer &&
+    mkdir -p /run/netns && touch /run/netns/peer &&
+    unshare --net=/run/netns/peer true &&
+    ip link add wlan0 type veth peer name eth0 || return
+  [ -e /sys/class/net/eth0 ] || ip link set veth0 name eth0 || return
+  # Not through in_peer: $! must be the process that enters the namespace.
+  nsenter --net=/run/netns/peer sleep 60 &
+  holder=$!
+  tries=0
+  while [ "$(readlink "/proc/$holder/ns/net")" = "$(readlink /proc/self/ns/net)" ]; do
+    tries=$((tries + 1))
+    [ $tries -lt 100 ] || { echo "vm: no process entered namespace peer"; return 1; }
+    sleep 0.05
+  done
+  ip link set eth0 netns "$holder" || return
+  kill "$holder"
+  # No duplicate address detection: the addresses answer at once.
+  echo 0 >/proc/sys/net/ipv6/conf/wlan0/accept_dad &&
     ip addr add 10.77.0.1/24 dev wlan0 &&
-    ip addr add fd77::1/64 dev wlan0 nodad &&
+    ip addr add fd77::1/64 dev wlan0 &&
     ip link set wlan0 up &&
-    ip -n peer addr add 10.77.0.2/24 dev eth0 &&
-    ip -n peer addr add fd77::2/64 dev eth0 nodad &&
-    ip -n peer link set eth0 up
+    in_peer sh -c 'ip link set lo up && echo 0 >/proc/sys/net/ipv6/conf/eth0/accept_dad &&
+      ip addr add 10.77.0.2/24 dev eth0 && ip addr add fd77::2/64 dev eth0 && ip link set eth0 up'
 }
 setup_network >>"$run/setup.log" 2>&1 || echo "vm: network set-up failed" >>"$run/setup.log"
 
