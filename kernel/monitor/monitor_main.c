@@ -101,14 +101,16 @@ static int qoe_monitor_send_reply(const struct qoe_monitor_command *cmd,
 	if (!skb)
 		return -ENOMEM;
 	nlh = nlmsg_put(skb, 0, cmd->seq, cmd->code, size, 0);
-	if (!nlh) {
-		kfree_skb(skb);
-		return -EMSGSIZE;
-	}
+	if (!nlh)
+		goto err_free;
 	memcpy(nlmsg_data(nlh), words, size);
 	nlmsg_end(skb, nlh);
 	/* nlmsg_pid is the sender's process id, not its socket's port. */
 	return nlmsg_unicast(qoe_monitor_sk, skb, cmd->portid);
+
+err_free:
+	kfree_skb(skb);
+	return -EMSGSIZE;
 }
 
 static void qoe_monitor_answer(struct net *net, const struct qoe_monitor_command *cmd)
