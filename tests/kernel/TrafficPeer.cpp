@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <grp.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,16 +135,21 @@ void Child::kill() {
     mPid = -1;
 }
 
+bool enterNetns(const char* netns) {
+    int ns = open(netns, O_RDONLY | O_CLOEXEC);
+    bool entered = ns >= 0 && setns(ns, CLONE_NEWNET) == 0;
+    if (ns >= 0) close(ns);
+    return entered;
+}
+
+bool becomeUid(uid_t uid) { return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 && setresuid(uid, uid, uid) == 0; }
+
 Child spawn(const std::function<int()>& body, uid_t uid, const char* netns) {
     pid_t pid = fork();
     if (pid != 0) return Child(pid);
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives the test that made it
-    if (netns != nullptr) {
-        int ns = open(netns, O_RDONLY | O_CLOEXEC);
-        if (ns < 0 || setns(ns, CLONE_NEWNET) != 0) _exit(120);
-        close(ns);
-    }
-    if (uid != 0 && (setresgid(uid, uid, uid) != 0 || setresuid(uid, uid, uid) != 0)) _exit(121);
+    if (netns != nullptr && !enterNetns(netns)) _exit(120);
+    if (uid != 0 && !becomeUid(uid)) _exit(121);
     _exit(body());
 }
 
@@ -161,6 +167,7 @@ Child startReady(const std::function<int(int ready)>& body) {
 }
 
 void signalReady(int fd) {
+    if (fd < 0) return;
     char byte = 1;
     (void)write(fd, &byte, 1);
     close(fd);
@@ -168,27 +175,28 @@ void signalReady(int fd) {
 
 }  // namespace
 
+int udpEchoLoop(uint16_t port, int ready) {
+    nl::UniqueFd v4 = listenOn(AF_INET, SOCK_DGRAM, port);
+    nl::UniqueFd v6 = listenOn(AF_INET6, SOCK_DGRAM, port);
+    if (!v4.valid() || !v6.valid()) return 2;
+    signalReady(ready);
+    std::vector<uint8_t> buffer(kMaxDatagram);
+    pollfd fds[2] = {{v4.get(), POLLIN, 0}, {v6.get(), POLLIN, 0}};
+    for (;;) {  // until killed
+        if (poll(fds, 2, -1) < 0) return 3;
+        for (const pollfd& p : fds) {
+            if (!(p.revents & POLLIN)) continue;
+            sockaddr_storage from;
+            socklen_t length = sizeof(from);
+            ssize_t n = recvfrom(p.fd, buffer.data(), buffer.size(), 0,
+                                 reinterpret_cast<sockaddr*>(&from), &length);
+            if (n >= 0) sendto(p.fd, buffer.data(), n, 0, reinterpret_cast<sockaddr*>(&from), length);
+        }
+    }
+}
+
 Child startUdpEcho(uint16_t port) {
-    return startReady(
-            [port](int ready) {
-                nl::UniqueFd v4 = listenOn(AF_INET, SOCK_DGRAM, port);
-                nl::UniqueFd v6 = listenOn(AF_INET6, SOCK_DGRAM, port);
-                if (!v4.valid() || !v6.valid()) return 2;
-                signalReady(ready);
-                std::vector<uint8_t> buffer(kMaxDatagram);
-                pollfd fds[2] = {{v4.get(), POLLIN, 0}, {v6.get(), POLLIN, 0}};
-                for (;;) {  // until killed
-                    if (poll(fds, 2, -1) < 0) return 3;
-                    for (const pollfd& p : fds) {
-                        if (!(p.revents & POLLIN)) continue;
-                        sockaddr_storage from;
-                        socklen_t length = sizeof(from);
-                        ssize_t n = recvfrom(p.fd, buffer.data(), buffer.size(), 0,
-                                             reinterpret_cast<sockaddr*>(&from), &length);
-                        if (n >= 0) sendto(p.fd, buffer.data(), n, 0, reinterpret_cast<sockaddr*>(&from), length);
-                    }
-                }
-            });
+    return startReady([port](int ready) { return udpEchoLoop(port, ready); });
 }
 
 Child startTcpEcho(uint16_t port) {
@@ -273,30 +281,30 @@ bool tcpExchange(int family, uint16_t port, size_t bytes, Exchange* out, uid_t u
             uid, out);
 }
 
+int udpStreamLoop(int family, uint16_t port, int perSecond, size_t size) {
+    sockaddr_storage peer;
+    socklen_t length;
+    nl::UniqueFd fd(socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (perSecond <= 0 || size > kMaxDatagram || !fd.valid() ||
+        !fillAddress(family, kPeerV4, kPeerV6, port, &peer, &length) ||
+        connect(fd.get(), reinterpret_cast<sockaddr*>(&peer), length) != 0) {
+        return 2;
+    }
+    std::vector<uint8_t> payload(size, 0x3c), echo(size + 1);
+    const auto gap = std::chrono::microseconds(1000000 / perSecond);
+    auto next = std::chrono::steady_clock::now();
+    for (;;) {
+        // A refused or dropped datagram is part of the weather here.
+        (void)send(fd.get(), payload.data(), size, 0);
+        while (recv(fd.get(), echo.data(), echo.size(), 0) >= 0) {
+        }
+        next += gap;
+        std::this_thread::sleep_until(next);
+    }
+}
+
 Child startUdpStream(int family, uint16_t port, int perSecond, size_t size, uid_t uid) {
-    return spawn(
-            [=] {
-                sockaddr_storage peer;
-                socklen_t length;
-                nl::UniqueFd fd(socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-                if (perSecond <= 0 || size > kMaxDatagram || !fd.valid() ||
-                    !fillAddress(family, kPeerV4, kPeerV6, port, &peer, &length) ||
-                    connect(fd.get(), reinterpret_cast<sockaddr*>(&peer), length) != 0) {
-                    return 2;
-                }
-                std::vector<uint8_t> payload(size, 0x3c), echo(size + 1);
-                const auto gap = std::chrono::microseconds(1000000 / perSecond);
-                auto next = std::chrono::steady_clock::now();
-                for (;;) {
-                    // A refused or dropped datagram is part of the weather here.
-                    (void)send(fd.get(), payload.data(), size, 0);
-                    while (recv(fd.get(), echo.data(), echo.size(), 0) >= 0) {
-                    }
-                    next += gap;
-                    std::this_thread::sleep_until(next);
-                }
-            },
-            uid);
+    return spawn([=] { return udpStreamLoop(family, port, perSecond, size); }, uid);
 }
 
 int shell(const std::string& command) {

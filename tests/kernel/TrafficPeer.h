@@ -46,6 +46,16 @@ private:
 // capability; with `netns` it enters that network namespace first.
 [[nodiscard]] Child spawn(const std::function<int()>& body, uid_t uid = 0, const char* netns = nullptr);
 
+// The steps of a child: into a network namespace, down to a uid (and its
+// group, with no supplementary groups and so no capability).
+[[nodiscard]] bool enterNetns(const char* netns);
+[[nodiscard]] bool becomeUid(uid_t uid);
+
+// The loops of the far end and the app stream, in the calling process, until
+// killed. `ready`, when not -1, is written to and closed once bound.
+int udpEchoLoop(uint16_t port, int ready = -1);
+int udpStreamLoop(int family, uint16_t port, int perSecond, size_t size);
+
 // A far end in the peer namespace that echoes each UDP datagram, or each TCP
 // connection's bytes, back to its sender, on both address families.
 [[nodiscard]] Child startUdpEcho(uint16_t port);

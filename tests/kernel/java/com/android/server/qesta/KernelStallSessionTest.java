@@ -3,19 +3,24 @@ package com.android.server.qesta;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
 
 import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 
 /**
  * A video-call stall session end to end on the real stall module, in the test
  * VM: the app uid's UDP stream over wlan0 is counted by the kernel, reported
- * to the library's worker, and its loss reaches Java through
- * handleReportStallInfo; once it flows again the reports stop.
+ * to the library's worker, and when the call's traffic stops (the app frozen)
+ * the stall reaches Java through handleReportStallInfo; once it flows again
+ * the reports stop. Dropping packets with tc is not enough: the kernel counts
+ * what the app sends before any qdisc drops it, and sent bytes are traffic.
  */
 class KernelStallSessionTest {
     private static final int START = 24;
@@ -25,6 +30,10 @@ class KernelStallSessionTest {
     private static final int PORT = 7100;
     private static final long WAIT_MS = 30_000;
     private static final String TRAFFIC = System.getProperty("mqqoe.traffic");
+    // Report intervals run this many times faster than real time.
+    private static final String SPEED = "4";
+    private static final Path DIVISOR = Path.of("/sys/module/zvkorun/parameters/time_divisor");
+    private String savedDivisor;
 
     private record Callback(int value, int scene, int kind, boolean flag) {}
 
@@ -80,10 +89,16 @@ class KernelStallSessionTest {
         }
     }
 
+    @BeforeEach
+    void pace() throws Exception {
+        savedDivisor = Files.readString(DIVISOR).trim();
+        Files.writeString(DIVISOR, SPEED);
+    }
+
     @AfterEach
     void cleanUp() throws Exception {
         adapter.nativeSendQoeStallDetectCmd(STOP, UID, VIDEO_CALL, 0, 0);
-        new ProcessBuilder("tc", "qdisc", "del", "dev", "wlan0", "root").start().waitFor(10, TimeUnit.SECONDS);
+        Files.writeString(DIVISOR, savedDivisor);
         for (Process process : processes) {
             process.destroyForcibly().waitFor(10, TimeUnit.SECONDS);
         }
@@ -94,20 +109,20 @@ class KernelStallSessionTest {
     void lossOfTheCallsRealTrafficIsReportedAndItsReturnEndsTheReports() throws Exception {
         ZvQestaJniAdapter.setStallListener(recorder);
         spawn("ip", "netns", "exec", "peer", TRAFFIC, "udp-echo", Integer.toString(PORT));
-        spawn(TRAFFIC, "udp-stream", Integer.toString(PORT), "100", "600");
+        Process app = spawn(TRAFFIC, "udp-stream", Integer.toString(PORT), "200", "600");
         assertEquals(0, adapter.nativeSendQoeStallDetectCmd(START, UID, VIDEO_CALL, 0, 0));
         awaitTrafficAbove(0);
         long flowing = inbound();
         awaitTrafficAbove(flowing);  // two reports with traffic: nothing to say
         assertEquals(0, recorder.size());
 
-        // Every packet of the uid dropped on wlan0: from the third silent report on, each one is a stall.
-        run("tc", "qdisc", "add", "dev", "wlan0", "root", "netem", "loss", "100%");
+        // The app freezes: from the third report without traffic on, each one is a stall.
+        run("kill", "-STOP", Long.toString(app.pid()));
         List<Callback> stalls = recorder.await(2);
         assertEquals(List.of(new Callback(1, VIDEO_CALL, 0, false), new Callback(1, VIDEO_CALL, 0, false)),
                 stalls.subList(0, 2));
 
-        run("tc", "qdisc", "del", "dev", "wlan0", "root");
+        run("kill", "-CONT", Long.toString(app.pid()));
         long cut = inbound();
         awaitTrafficAbove(cut);
         int reported = recorder.size();
