@@ -143,6 +143,8 @@ class SimulatorReportTest {
             {unordered + ":3:1: t_ms 1000 comes before the 3000", "stall", "--scene", "100106", "--trace", trace,
                 "--frames", unordered.toString()},
             {"--scene 4242: unknown scene", "stall", "--scene", "4242", "--trace", trace},
+            {"--interval 300: the library asks for a report every 2000 ms", "stall", "--scene", "100106",
+                "--interval", "300", "--trace", trace},
             {"short-video.csv:1:1: expected column 'in_pkts'", "stall", "--scene", "100105", "--trace",
                 EXAMPLES.resolve("short-video.csv").toString()},
             {"--trace needs a value", "stall", "--scene", "100106", "--trace", "--frames", trace},

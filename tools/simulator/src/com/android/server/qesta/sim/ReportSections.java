@@ -20,6 +20,14 @@ final class ReportSections {
     private static final int TIMELINE_FRAMES_HEIGHT = 780;
     private static final int MAP_HEIGHT = 700;
     private static final int BARS_HEIGHT = 520;
+    private static final int EPISODE_ROWS = 50;
+    private static final int BATCH_ROWS = 100;
+    private static final String BATCH_CSV = "batches.csv";
+    private static final String CALLBACK_MEANING = "Callback arguments, handleReportStallInfo(value, scene, kind, "
+            + "flag): value is 1 for a no-traffic stall, the detector's result for a detector or flag stall, and "
+            + "the frame-detection service's result for kind 1; scene is the app scene code of the session; kind "
+            + "is 0 for a stall and 1 for a frame-detection result passed on; flag is the short-video detector's "
+            + "first-report flag (false on the call scenes).";
 
     private ReportSections() {}
 
@@ -78,15 +86,6 @@ final class ReportSections {
         report.link("Every report: " + session.csv.getFileName(), session.csv.getFileName().toString());
         report.table(head, rows);
     }
-
-    private static final int EPISODE_ROWS = 50;
-    private static final int BATCH_ROWS = 100;
-    private static final String BATCH_CSV = "batches.csv";
-    private static final String CALLBACK_MEANING = "Callback arguments, handleReportStallInfo(value, scene, kind, "
-            + "flag): value is 1 for a no-traffic stall, the detector's result for a detector or flag stall, and "
-            + "the frame-detection service's result for kind 1; scene is the app scene code of the session; kind "
-            + "is 0 for a stall and 1 for a frame-detection result passed on; flag is the short-video detector's "
-            + "first-report flag (false on the call scenes).";
 
     /** A time from the start of the trace as h:mm:ss (tenths where a report interval needs them). */
     static String clock(long ms) {

@@ -21,6 +21,11 @@ final class StallCommand {
             Notices.warn("--frames " + framesPath + ": only scene " + StallReplay.VIDEO_CALL + " has a frame-detection "
                     + "rule; the results are delivered to the library, but nothing of scene " + scene + " reads them");
         }
+        int reportMs = StallReplay.reportInterval(scene);
+        if (traceMs != null && (video ? traceMs != reportMs : reportMs % traceMs != 0)) {
+            throw new SimulatorError("--interval " + traceMs + ": the library asks for a report every " + reportMs
+                    + " ms in scene " + scene + (video ? ", one row each" : "; give a trace interval that divides it"));
+        }
         // The whole input is checked before the library starts: a bad line deep in a long trace fails at once.
         check(tracePath, video, traceMs != null ? traceMs : 1, framesPath);
         out.println("==== stall: scene " + scene + ", " + tracePath + " ====");
@@ -28,9 +33,9 @@ final class StallCommand {
                 framesPath != null || scene == StallReplay.VIDEO_CALL, out, verbose, report, "stall");
         try {
             int interval = replay.interval();
-            if (video && traceMs != null && traceMs != interval) {
-                throw new SimulatorError("--interval " + traceMs + ": short-video reports come every " + interval
-                        + " ms, one row each");
+            if (interval != reportMs) {
+                throw new IllegalStateException("the library asked for a report every " + interval + " ms in scene "
+                        + scene + ", not the " + reportMs + " ms its detector uses");
             }
             try (StallTrace.Frames frames = new StallTrace.Frames(framesPath);
                     Progress progress = new Progress("replaying " + tracePath)) {

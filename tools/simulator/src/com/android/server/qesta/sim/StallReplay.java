@@ -29,6 +29,8 @@ final class StallReplay {
     static final int VOICE_SPAN_MS = 5000;
     static final int CALL_SPAN_MS = 6000;
     static final int FRAME_HOLD = 6;
+    static final int VIDEO_REPORT_MS = 2000;  // the video-call detector's window is one 2 s report
+    static final int OTHER_REPORT_MS = 1000;
     // Reports and callbacks printed on the terminal before it falls quiet (all of them with --verbose).
     static final int PRINTED = 40;
 
@@ -54,6 +56,11 @@ final class StallReplay {
     private long mInTotal;
     private long mOutTotal;
     private long mPrintedCallbacks;
+
+    /** The report interval the scene's detector asks the module for. */
+    static int reportInterval(int scene) {
+        return scene == VIDEO_CALL ? VIDEO_REPORT_MS : OTHER_REPORT_MS;
+    }
 
     static boolean isShortVideo(int scene) {
         return SHORT_VIDEO.contains(scene);
