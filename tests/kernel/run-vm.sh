@@ -178,8 +178,9 @@ else
   echo "run-vm: the VM stopped before the command ended (qemu status $status)" >&2
   status=125
 fi
-# Any kernel splat fails the run, whatever the command said.
-splat='WARNING:|Oops|BUG:|KASAN|UBSAN|Call Trace|general protection fault|Kernel panic'
+# Any kernel splat fails the run, whatever the command said (x86-64 writes
+# "Call Trace", arm64 "Call trace").
+splat='WARNING:|Oops|BUG:|KASAN|UBSAN|Call [Tt]race|general protection fault|Unable to handle kernel|Kernel panic'
 log=$run/dmesg
 [[ -f $log ]] || log=$run/console.log
 if [[ -f $run/setup.log ]]; then cat "$run/setup.log" >&2; fi
