@@ -135,20 +135,6 @@ TEST_F(ChannelTest, OnlyAPositiveErrorMessageAcknowledges) {
     }
 }
 
-TEST_F(ChannelTest, ReceiveTakesOneMessageAtATime) {
-    const Bytes first = genl::message(genl::kDefaultFamilyId, 5, Attrs{{1, genl::u32Payload(1)}});
-    const Bytes second = genl::message(genl::kDefaultFamilyId, 6, Attrs{});
-    ASSERT_TRUE(genl::pushRaw(first) && genl::pushRaw(second));
-    uint8_t buffer[nl::GenlChannel::kReceiveCapacity];
-    ASSERT_EQ(static_cast<ssize_t>(first.size()), channel.receive(buffer, sizeof(buffer), kBoundedWaitMs));
-    EXPECT_EQ(0, std::memcmp(first.data(), buffer, first.size()));
-    ASSERT_EQ(static_cast<ssize_t>(second.size()), channel.receiveNow(buffer, sizeof(buffer)));
-    EXPECT_EQ(6, buffer[NLMSG_HDRLEN]);
-    EXPECT_EQ(0, buffer[second.size()]);  // the rest of the buffer is cleared
-    EXPECT_EQ(-1, channel.receive(buffer, sizeof(buffer), kBoundedWaitMs));
-    EXPECT_EQ(ChannelError::kTimeout, channel.failure().error);
-}
-
 // Whatever a received message claims, nothing is read past the bytes
 // received or its own nlmsg_len.
 TEST(ChannelReplies, AreBoundedByTheirLength) {

