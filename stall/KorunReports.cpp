@@ -5,38 +5,33 @@
 namespace mqqoe::korun {
 namespace {
 
-// Logs a report attribute of another type where `wanted` belongs.
-void logUnexpectedAttr(uint16_t wanted, uint16_t got) {
-    switch (wanted) {
+// What each report attribute is called when another type stands in its place.
+const char* attrWording(uint16_t type) {
+    switch (type) {
         case KORUN_ATTR_UID:
-            KLOGE("We hope get the UID, but get the type: %d", got);
-            break;
+            return "UID";
         case KORUN_ATTR_IN_PKTS:
-            KLOGE("We hope get the inPkts, but get the type: %d", got);
-            break;
+            return "inPkts";
         case KORUN_ATTR_OUT_PKTS:
-            KLOGE("We hope get the outPkts, but get the type: %d", got);
-            break;
+            return "outPkts";
         case KORUN_ATTR_IN_BYTES:
-            KLOGE("We hope get the inbytes, but get the type: %d", got);
-            break;
+            return "inbytes";
         case KORUN_ATTR_OUT_BYTES:
-            KLOGE("We hope get the outbytes, but get the type: %d", got);
-            break;
+            return "outbytes";
         case KORUN_ATTR_DETECT_INDEX:
-            KLOGE("We hope get the cur_detect_index, but get the type: %d", got);
-            break;
+            return "cur_detect_index";
         case KORUN_ATTR_CUR_INDEX:
-            KLOGE("We hope get the cur_index, but get the type: %d", got);
-            break;
+            return "cur_index";
         case KORUN_ATTR_VALID_NUM:
         case KORUN_ATTR_DETECT_STATE:  // the state word shares the valid_num wording
-            KLOGE("We hope get the valid_num, but get the type: %d", got);
-            break;
+            return "valid_num";
         default:
-            KLOGE("We hope get the stall info, but get the type: %d", got);
-            break;
+            return "stall info";
     }
+}
+
+void logUnexpectedAttr(uint16_t wanted, uint16_t got) {
+    KLOGE("We hope get the %s, but get the type: %d", attrWording(wanted), got);
 }
 
 // A report's attributes come in a fixed order: the next one must be of
