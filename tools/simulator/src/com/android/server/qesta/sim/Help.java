@@ -5,6 +5,7 @@ final class Help {
     static final String SCENES = "100105 voice call, 100106 video call, 100501 100701 100901 short video";
 
     static final String EXIT = """
+
             Exit codes: 0 done; 2 bad input (one line on standard error naming file,
             line and column where there is one); 1 internal failure of the simulator
             or the library.
@@ -24,18 +25,21 @@ final class Help {
               cluster    run the clustering pipelines on scans
 
             Options of every command:
-              --report DIR   the report's folder (default build/host/report); a new
-                             folder or an earlier report, replaced once the new one
-                             is complete; checked before the run starts
+              --report DIR   the report's folder (default: report/ in the build
+                             folder, build/host/report with tools/run-main.sh); a
+                             new folder or an earlier report, replaced once the new
+                             one is complete; checked before the run starts
               --verbose      print the library's log and standard-output lines as
                              they are written (otherwise they go into the report)
               --help, -h     this text
 
-            Names from the service: an app scene code tells the library which app is
-            watched (""" + SCENES + """
-            ); log tag "Korun" is the stall engine,
-            "ZvQoEJNI" the JNI layer, "WmpCore:" the clustering core, "JNIHelp" the
-            registration of natives.
+            Names from the service:
+              scene code   which app is watched, and so which detector and
+                           reporting rule run:
+            """ + "               " + SCENES + "\n" + """
+              log tags     "Korun" the stall engine, "ZvQoEJNI" the JNI layer,
+                           "WmpCore:" the clustering core, "JNIHelp" the
+                           registration of natives
             """;
 
     static final String STALL = """
@@ -48,8 +52,8 @@ final class Help {
             scene, kind, flag) is printed as it arrives (the first 40, then all in
             the report).
 
-              --scene CODE    """ + SCENES + """
-
+              --scene CODE
+            """ + "                  " + SCENES + "\n" + """
               --trace FILE    CSV with a header line, comma-separated, UTF-8
               --interval MS   how often a call trace was sampled (default: as often as
                               the library asks: 1000 ms voice, 2000 ms video); it must

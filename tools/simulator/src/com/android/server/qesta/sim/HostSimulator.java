@@ -126,7 +126,7 @@ public final class HostSimulator {
             text.append(String.format("  %-18s %-17s default %s%n", key[0], key[1], key[2]));
         }
         text.append("Accepted by the library but read by no pipeline (a warning): ")
-                .append(String.join(" ", ClusterRun.UNREAD.stream().sorted().toList())).append("\n\n");
+                .append(String.join(" ", ClusterRun.UNREAD.stream().sorted().toList())).append("\n");
         return text.toString();
     }
 
