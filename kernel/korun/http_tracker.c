@@ -108,6 +108,21 @@ static struct kt_flow *kt_flow_find(struct kt_tracker *t, u64 id, bool create)
 	return oldest;
 }
 
+void kt_flow_start(struct kt_tracker *t, u64 id, enum kt_direction dir, u32 seq)
+{
+	struct kt_flow *f;
+
+	if (!id || (dir != KT_OUTBOUND && dir != KT_INBOUND))
+		return;
+	f = kt_flow_find(t, id, dir == KT_OUTBOUND);
+	if (!f)
+		return;
+	f->last_used = ++t->clock;
+	/* The first data byte follows the SYN's sequence number. */
+	f->synced[dir] = true;
+	f->next_seq[dir] = seq + 1;
+}
+
 void kt_flow_end(struct kt_tracker *t, u64 id)
 {
 	struct kt_flow *f = kt_flow_find(t, id, false);
@@ -389,7 +404,11 @@ void kt_segment(struct kt_tracker *t, u64 id, enum kt_direction dir, u32 seq,
 		return;	/* a response to nothing we saw asked */
 	f->last_used = ++t->clock;
 
-	/* Retransmitted bytes are counted once; a gap loses step. */
+	/*
+	 * Retransmitted bytes are counted once. Bytes past a gap (a segment lost
+	 * on the way) are counted in a body; in a header block they wait for the
+	 * missing segment, whose retransmission comes in order.
+	 */
 	if (f->synced[dir]) {
 		u32 end = seq + len;
 
@@ -401,8 +420,9 @@ void kt_segment(struct kt_tracker *t, u64 id, enum kt_direction dir, u32 seq,
 			data += skip;
 			len -= skip;
 			seq += skip;
-		} else if (seq != f->next_seq[dir] && f->phase != KT_RESPONSE_BODY) {
-			f->phase = KT_LOST;
+		} else if (seq != f->next_seq[dir] && f->phase != KT_RESPONSE_BODY &&
+			   f->phase != KT_IDLE && f->phase != KT_LOST) {
+			return;
 		}
 	}
 	f->synced[dir] = true;

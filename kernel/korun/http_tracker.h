@@ -100,6 +100,9 @@ void kt_init(struct kt_tracker *t, const struct korun_search_keys *keys, bool pi
 void kt_segment(struct kt_tracker *t, u64 id, enum kt_direction dir, u32 seq,
 		const u8 *data, u32 len);
 
+/* A SYN of the flow in one direction: its data starts at @seq + 1. */
+void kt_flow_start(struct kt_tracker *t, u64 id, enum kt_direction dir, u32 seq);
+
 /* The flow ended (FIN or RST): its slot is freed. */
 void kt_flow_end(struct kt_tracker *t, u64 id);
 

@@ -95,11 +95,13 @@ static bool korun_http_tcp(struct sk_buff *skb, u8 pf, unsigned int *thoff, unsi
 
 static void korun_http_feed(struct korun_http *h, struct sk_buff *skb, struct sock *sk,
 			    enum kt_direction dir, u32 seq, unsigned int from,
-			    unsigned int end, bool ends)
+			    unsigned int end, bool starts, bool ends)
 {
 	u64 flow = (u64)(unsigned long)sk;
 
 	spin_lock_bh(&h->lock);
+	if (starts)
+		kt_flow_start(&h->tracker, flow, dir, seq++);
 	while (from < end) {
 		unsigned int n = min_t(unsigned int, end - from, sizeof(h->chunk));
 
@@ -133,7 +135,7 @@ static unsigned int korun_http_hook(void *priv, struct sk_buff *skb,
 	if (!th || th->doff < sizeof(_th) / 4)
 		return NF_ACCEPT;
 	payload = thoff + th->doff * 4;
-	if (payload > end || (payload == end && !th->fin && !th->rst))
+	if (payload > end || (payload == end && !th->syn && !th->fin && !th->rst))
 		return NF_ACCEPT;
 
 	sk = korun_http_sock(skb, state, inbound, &put);
@@ -144,7 +146,7 @@ static unsigned int korun_http_hook(void *priv, struct sk_buff *skb,
 	list_for_each_entry_rcu(h, &korun_http_list, node)
 		if (net_eq(h->net, state->net) && uid_eq(h->uid, uid))
 			korun_http_feed(h, skb, sk, inbound ? KT_INBOUND : KT_OUTBOUND,
-					ntohl(th->seq), payload, end, th->fin || th->rst);
+					ntohl(th->seq), payload, end, th->syn, th->fin || th->rst);
 	rcu_read_unlock();
 	if (put)
 		sock_gen_put(sk);

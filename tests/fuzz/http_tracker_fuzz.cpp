@@ -71,7 +71,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const size_t take = length < size - at ? length : size - at;
         switch (control >> 5) {
             case 0:
-                kt_flow_end(tracker.get(), flow);
+                if (dir) {
+                    kt_flow_end(tracker.get(), flow);
+                } else {
+                    kt_flow_start(tracker.get(), flow, step & 1 ? KT_INBOUND : KT_OUTBOUND, seq[flow - 1][step & 1]);
+                }
                 break;
             case 1: {
                 kt_report r;
