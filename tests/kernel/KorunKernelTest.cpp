@@ -4,7 +4,9 @@
 // rules, the short-video record path, and unloading with sessions open.
 
 #include <gtest/gtest.h>
+#include <arpa/inet.h>
 #include <linux/netlink.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -29,6 +31,7 @@
 #include "NetlinkHandler.h"
 #include "StallModule.h"
 #include "TrafficPeer.h"
+#include "UniqueFd.h"
 #include "mqqoe_netlink.h"
 
 namespace mqqoe {
@@ -280,23 +283,19 @@ FileFigures statsOf(uint32_t uid) {
     return figures;
 }
 
-struct TrafficRow {
-    const char* name;
-    int family;
-    int type;
-};
-
 TEST_F(KorunKernelTest, reportsCountTheUidsRealTrafficAsTheAccountingFileDoes) {
-    const TrafficRow rows[] = {{"udp/ipv4", AF_INET, SOCK_DGRAM},
-                               {"udp/ipv6", AF_INET6, SOCK_DGRAM},
-                               {"tcp/ipv4", AF_INET, SOCK_STREAM},
-                               {"tcp/ipv6", AF_INET6, SOCK_STREAM}};
+    const struct {
+        const char* name;
+        int family;
+        bool udp;
+    } rows[] = {{"udp/ipv4", AF_INET, true}, {"udp/ipv6", AF_INET6, true},
+                {"tcp/ipv4", AF_INET, false}, {"tcp/ipv6", AF_INET6, false}};
     constexpr int kDatagrams = 20;
     constexpr size_t kDatagramSize = 512;
     constexpr size_t kStreamBytes = 200000;
     ktest::Child udpEcho = ktest::startUdpEcho(kUdpPort);
     ktest::Child tcpEcho = ktest::startTcpEcho(kTcpPort);
-    for (const TrafficRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         KorunSocket socket(freshPort());
         ASSERT_TRUE(socket.ok());
@@ -304,8 +303,7 @@ TEST_F(KorunKernelTest, reportsCountTheUidsRealTrafficAsTheAccountingFileDoes) {
         const FileFigures before = statsOf(kUid);
         ReportSum sum(socket);
         ktest::Exchange sent;
-        bool udp = row.type == SOCK_DGRAM;
-        ASSERT_TRUE(udp ? ktest::udpExchange(row.family, kUdpPort, kDatagrams, kDatagramSize, &sent)
+        ASSERT_TRUE(row.udp ? ktest::udpExchange(row.family, kUdpPort, kDatagrams, kDatagramSize, &sent)
                         : ktest::tcpExchange(row.family, kTcpPort, kStreamBytes, &sent));
         const Totals got = sum.finish();
         ASSERT_FALSE(sum.failed());
@@ -316,7 +314,7 @@ TEST_F(KorunKernelTest, reportsCountTheUidsRealTrafficAsTheAccountingFileDoes) {
                     row.name, sent.sentBytes, sent.sentPackets, sent.receivedBytes, got.outBytes, got.outPkts,
                     got.inBytes, got.inPkts);
         EXPECT_TRUE(after.wellFormed);
-        if (udp) {
+        if (row.udp) {
             const uint64_t wire = kDatagrams * ktest::udpWireBytes(row.family, kDatagramSize);
             EXPECT_EQ(got.outPkts, kDatagrams);
             EXPECT_EQ(got.inPkts, kDatagrams);
@@ -334,6 +332,45 @@ TEST_F(KorunKernelTest, reportsCountTheUidsRealTrafficAsTheAccountingFileDoes) {
             EXPECT_EQ(after.wlan0[kRxTcpPackets] - before.wlan0[kRxTcpPackets], got.inPkts);
         }
     }
+}
+
+TEST_F(KorunKernelTest, datagramsToAnUnconnectedSocketCountForItsOwner) {
+    // Early demux passes unconnected sockets by: the module's own lookup finds the owner.
+    constexpr uint16_t kPort = 7003;  // 0x1B5B in /proc/net/udp
+    constexpr int kDatagrams = 5;
+    constexpr size_t kSize = 100;
+    sockaddr_in address{AF_INET, htons(kPort), {}, {}};
+    auto* at = reinterpret_cast<sockaddr*>(&address);
+    KorunSocket socket(freshPort());
+    ASSERT_TRUE(socket.ok());
+    ASSERT_EQ(socket.start(kUid), 0);
+    ReportSum sum(socket);
+    ktest::Child receiver = ktest::spawn([&] {
+        nl::UniqueFd fd(::socket(AF_INET, SOCK_DGRAM, 0));
+        char buffer[kSize];
+        if (bind(fd.get(), at, sizeof(address)) != 0) return 1;
+        for (int i = 0; i < kDatagrams; ++i) {
+            if (recv(fd.get(), buffer, sizeof(buffer), 0) != static_cast<ssize_t>(kSize)) return 1;
+        }
+        return 0;
+    }, kUid);
+    ASSERT_TRUE(ktest::waitUntil([] { return ktest::shell("grep -q ':1B5B ' /proc/net/udp") == 0; }));
+    ktest::Child sender = ktest::spawn([&] {
+        nl::UniqueFd fd(::socket(AF_INET, SOCK_DGRAM, 0));
+        char payload[kSize] = {};
+        address.sin_addr.s_addr = inet_addr(ktest::kLocalV4);
+        for (int i = 0; i < kDatagrams; ++i) {
+            if (sendto(fd.get(), payload, kSize, 0, at, sizeof(address)) != static_cast<ssize_t>(kSize)) return 1;
+        }
+        return 0;
+    }, 0, ktest::kPeerNetns);
+    ASSERT_EQ(sender.wait(), 0);
+    ASSERT_EQ(receiver.wait(), 0);
+    const Totals got = sum.finish();
+    ASSERT_FALSE(sum.failed());
+    EXPECT_EQ(got.inPkts, static_cast<uint64_t>(kDatagrams));
+    EXPECT_EQ(got.inBytes, kDatagrams * ktest::udpWireBytes(AF_INET, kSize));
+    EXPECT_EQ(socket.stop(kUid), 0);
 }
 
 TEST_F(KorunKernelTest, aSessionWithoutKeepAlivesEndsAfterTenIntervals) {
