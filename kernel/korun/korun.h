@@ -50,7 +50,7 @@ struct korun_key {
 
 extern struct mutex korun_lock;
 extern struct genl_family korun_family;
-extern unsigned int time_divisor;
+extern unsigned int korun_time_divisor;
 
 /* korun_session.c */
 int korun_sessions_init(void);

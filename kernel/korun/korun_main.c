@@ -15,8 +15,8 @@
 
 #include "korun.h"
 
-unsigned int time_divisor = 1;
-module_param(time_divisor, uint, 0644);
+unsigned int korun_time_divisor = 1;
+module_param_named(time_divisor, korun_time_divisor, uint, 0644);
 MODULE_PARM_DESC(time_divisor, "Divides every report interval, to run tests in compressed time (1: real time)");
 
 static struct netlink_range_validation korun_interval_range = {

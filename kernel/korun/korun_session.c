@@ -26,7 +26,7 @@ static struct workqueue_struct *korun_wq;
 
 static unsigned long korun_delay(const struct korun_session *s)
 {
-	unsigned int ms = s->interval_ms / max(READ_ONCE(time_divisor), 1U);
+	unsigned int ms = s->interval_ms / max(READ_ONCE(korun_time_divisor), 1U);
 
 	return max(msecs_to_jiffies(ms), 1UL);
 }
