@@ -20,8 +20,9 @@ import sys
 import time
 
 TIMESCALE = 1000
-SECONDS_PER_VIDEO = 8
-BIT_RATE = 1_000_000  # bits per second of playback
+SECONDS_PER_VIDEO = 6
+BIT_RATE = 500_000  # bits per second of playback
+VIDEOS_SERVED = 10
 
 
 def box(kind, payload):
@@ -34,7 +35,8 @@ def mp4(index):
     mvhd += struct.pack(">IH10x36x24xI", 0x00010000, 0x0100, 2)
     head = box(b"ftyp", b"isom" + struct.pack(">I", 0x200) + b"isomiso2mp41")
     head += box(b"moov", box(b"mvhd", mvhd))
-    media = bytes((index + i) % 7 for i in range(SECONDS_PER_VIDEO * BIT_RATE // 8))
+    size = SECONDS_PER_VIDEO * BIT_RATE // 8
+    media = (bytes((index + i) % 7 for i in range(7)) * (size // 7 + 1))[:size]
     return head + box(b"mdat", media)
 
 
@@ -58,8 +60,10 @@ class VideoHandler(http.server.BaseHTTPRequestHandler):
         if not match:
             self.send_error(404)
             return
-        index = int(match.group(1))
-        data = self.videos.setdefault(index, mp4(index))
+        data = self.videos.get(int(match.group(1)))
+        if data is None:
+            self.send_error(404)
+            return
         first, last = 0, len(data) - 1
         ranged = re.match(r"bytes=(\d+)-(\d*)$", self.headers.get("Range", ""))
         if ranged:
@@ -84,6 +88,8 @@ class VideoHandler(http.server.BaseHTTPRequestHandler):
 
 
 def serve(port):
+    # Made before the first request, so that no answer waits for its video.
+    VideoHandler.videos = {i: mp4(i) for i in range(VIDEOS_SERVED)}
     http.server.ThreadingHTTPServer(("", port), VideoHandler).serve_forever()
 
 
