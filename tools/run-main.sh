@@ -5,8 +5,16 @@
 # tools/run-main.sh stall --help / cluster --help); files they name are taken
 # relative to the caller's directory. Package installation and the build write
 # to build/host/logs/; only their failures reach the terminal.
+# "stall --kernel vm" runs the same session on Debian's kernel under qemu with
+# the reference modules (tools/simulator/vm/run-in-vm.sh); a missing VM
+# prerequisite stops it at once with exit status 2.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
+vm=0
+if [[ " $* " == *" --kernel vm "* && " $* " != *" --help "* && " $* " != *" -h "* ]]; then
+  vm=1
+  "$root/tools/simulator/vm/run-in-vm.sh" --check
+fi
 logs=$root/build/host/logs
 mkdir -p "$logs"
 
@@ -29,4 +37,7 @@ fi
 quietly "$logs/configure.log" cmake --preset host
 quietly "$logs/build.log" cmake --build --preset host -j "${MQQOE_JOBS:-2}" --target qesta_simulator
 cd - >/dev/null
+if ((vm)); then
+  exec "$root/tools/simulator/vm/run-in-vm.sh" "$root/build/host/run-simulator.sh" "$@"
+fi
 exec "$root/build/host/run-simulator.sh" "$@"

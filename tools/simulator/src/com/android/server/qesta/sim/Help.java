@@ -44,7 +44,8 @@ final class Help {
 
     static final String STALL = """
             usage: tools/run-main.sh stall --scene CODE --trace FILE [--interval MS]
-                                           [--frames FILE] [--report DIR] [--verbose]
+                                           [--frames FILE] [--kernel emulator|vm]
+                                           [--report DIR] [--verbose]
 
             Replays a trace through a real stall session: the emulated stall module
             delivers one report per interval, the frame-detection service delivers
@@ -61,6 +62,15 @@ final class Help {
                               summed into one report; rows left over at the end are
                               not replayed (a warning says so)
               --frames FILE   frame-detection results (read by scene 100106 only)
+              --kernel K      emulator (default): the kernel emulator plays the
+                              module, fast and without a VM. vm (call scenes):
+                              tools/run-main.sh boots Debian's kernel under qemu
+                              with the reference modules and replays each row as
+                              real UDP datagrams of the app uid over wlan0 (IP
+                              bytes: payload + 28 a datagram); the report puts the
+                              module's count beside the trace's. A missing VM
+                              prerequisite (qemu, the kernel image, busybox) stops
+                              it with one line and exit status 2
 
             Trace of the call scenes (100105, 100106), one row per interval:
               in_pkts,out_pkts,in_bytes,out_bytes

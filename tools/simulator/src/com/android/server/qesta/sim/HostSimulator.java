@@ -87,7 +87,7 @@ public final class HostSimulator {
         switch (command) {
             case "demo" -> options = new Options(rest, List.of("--report"), Set.of());
             case "stall" -> options = new Options(rest,
-                    List.of("--scene", "--trace", "--interval", "--frames", "--report"), Set.of());
+                    List.of("--scene", "--trace", "--interval", "--frames", "--report", KernelVm.OPTION), Set.of());
             case "cluster" -> options = new Options(rest,
                     List.of("--uji", "--rows", "--truth", "--param", "--report"), Set.of("--param"));
             default -> throw new SimulatorError("unknown command '" + command
@@ -98,7 +98,7 @@ public final class HostSimulator {
         try {
             LibraryLog.install(verbose ? out : null, report.sidecar("library-output.txt"));
             switch (command) {
-                case "stall" -> ReportSections.stall(report, StallCommand.run(options, out, verbose, report));
+                case "stall" -> stall(options, out, verbose, report);
                 case "cluster" -> ReportSections.clustering(report, ClusterRun.command(options, out));
                 default -> demo(report, out, verbose);
             }
@@ -110,6 +110,19 @@ public final class HostSimulator {
             report.abandon();
             throw e;
         }
+    }
+
+    /** A stall replay on the kernel emulator, or with --kernel vm on the real kernel of the VM it runs in. */
+    private static void stall(Options options, PrintStream out, boolean verbose, Report report) throws Exception {
+        if (KernelVm.chosen(options)) {
+            KernelVmStall.Result result = KernelVmStall.run(options, out, verbose, report);
+            ReportSections.stall(report, result.session());
+            KernelVmStall.section(report, result);
+            return;
+        }
+        StallSession session = StallCommand.run(options, out, verbose, report);
+        session.notes.add(KernelVm.EMULATOR_NOTE);
+        ReportSections.stall(report, session);
     }
 
     private static String help(String command) {

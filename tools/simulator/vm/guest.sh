@@ -1,0 +1,26 @@
+#!/bin/sh
+# tools/simulator/vm/guest.sh LAUNCHER ARGS...
+# Runs in the kernel tier's VM (tests/kernel/run-vm.sh, which
+# tools/simulator/vm/run-in-vm.sh starts): the simulator of a built tree
+# (LAUNCHER, its run-simulator.sh) without the kernel emulator, so that its
+# stall session talks to the real zvkorun, with the traffic replayer beside
+# it. The host's root is read-only here: the report goes to the run's
+# writable share, whose path the first line names for the host to fetch.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+launcher=$1
+shift
+echo "vm-run: $TMPDIR"
+export MQQOE_SIM_KERNEL=vm MQQOE_SIM_REPLAYER="$here/traffic_replay.py"
+# Both of the simulator's JVMs (its own and the chart painter) need a writable
+# temporary folder; /tmp is the host's, read-only.
+export JAVA_TOOL_OPTIONS="-Djava.io.tmpdir=$TMPDIR"
+# Standard output through a pipe: the simulator reopens it by its /proc path,
+# and the VM's output port opens only once.
+status=$TMPDIR/simulator-status
+{
+  set +e
+  "$launcher" "$@" --report "$TMPDIR/report"
+  echo $? >"$status"
+} | cat
+exit "$(cat "$status")"
