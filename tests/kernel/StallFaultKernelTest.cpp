@@ -97,28 +97,6 @@ protected:
     testing::LogCapture log;
 };
 
-TEST_F(StallFault, AKilledServiceLeavesNoSessionInTheKernel) {
-    int ready[2];
-    ASSERT_EQ(0, pipe(ready));
-    ktest::Child service = ktest::spawn([&] {
-        StandInJava childJava;
-        auto* session = new StallSession(childJava);  // never ends: the process is killed
-        if (session->start(kVoiceCall, childJava.factory()) != 0) return 1;
-        char byte = 1;
-        (void)write(ready[1], &byte, 1);
-        pause();
-        return 0;
-    });
-    char byte;
-    ASSERT_EQ(1, read(ready[0], &byte, 1));
-    ASSERT_TRUE(ktest::waitUntil([] { return ktest::openStallSessions() == 1; }));
-    service.kill();
-    // Released with the process's socket, not timed out by missing keep-alives.
-    EXPECT_TRUE(ktest::waitUntil([] { return ktest::openStallSessions() == 0; }, 1s));
-    close(ready[0]);
-    close(ready[1]);
-}
-
 TEST_F(StallFault, AbsentModuleFailsTheStartAndAReloadedOneWorks) {
     ASSERT_TRUE(ktest::unloadStallModule());
     {
