@@ -47,7 +47,7 @@ install_missing \
 # build against them), qemu, a static busybox for the initramfs, and the
 # tools the guest runs from the host's root.
 install_missing \
-  linux-image-amd64 linux-headers-amd64 qemu-system-x86 busybox-static cpio kmod \
+  linux-image-amd64 linux-headers-amd64 qemu-system-x86 busybox-static cpio kmod xz-utils \
   iproute2 iputils-ping iperf3
 [[ $job == kernel-x86_64 ]] && exit 0
 
