@@ -116,7 +116,7 @@ bool GenlChannel::send(const void* message, size_t length) {
     return true;
 }
 
-int GenlChannel::pollRetrying(pollfd* fds, unsigned int count, int timeoutMs) {
+int GenlChannel::pollSock(pollfd* fds, unsigned int count, int timeoutMs) {
     int ret = 0;
     for (int call = 0; call < kPollAttempts; ++call) {
         ret = poll(fds, count, timeoutMs);
@@ -127,7 +127,7 @@ int GenlChannel::pollRetrying(pollfd* fds, unsigned int count, int timeoutMs) {
 
 ssize_t GenlChannel::receive(void* buffer, size_t capacity, int timeoutMs) {
     pollfd fds{mSock.get(), POLLIN, 0};
-    int ready = pollRetrying(&fds, 1, timeoutMs);
+    int ready = pollSock(&fds, 1, timeoutMs);
     if (ready == -1) {
         fail(ChannelError::kPoll, errno);
         return -1;

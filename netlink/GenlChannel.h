@@ -73,7 +73,7 @@ public:
     // another; EAGAIN is tried again at once.
     [[nodiscard]] bool send(const void* message, size_t length);
     // poll(), called again while it fails with EINTR, five calls at most.
-    static int pollRetrying(pollfd* fds, unsigned int count, int timeoutMs);
+    static int pollSock(pollfd* fds, unsigned int count, int timeoutMs);
     // Waits for one message and takes it without blocking into the zeroed
     // `buffer`; the bytes received, or -1.
     [[nodiscard]] ssize_t receive(void* buffer, size_t capacity, int timeoutMs);

@@ -97,10 +97,6 @@ int NetlinkHandler::sendCommand(unsigned short type, unsigned char cmd, const nl
 
 const char* NetlinkHandler::sendError() const { return strerror(mSendErrno); }
 
-int NetlinkHandler::pollSock(pollfd* fds, unsigned int count, int timeout) {
-    return nl::GenlChannel::pollRetrying(fds, count, timeout);
-}
-
 int32_t NetlinkHandler::pollTimeoutMs() const {
     return static_cast<int32_t>(static_cast<uint32_t>(mInterval) * kPollTimeoutFactor);
 }

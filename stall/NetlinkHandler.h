@@ -12,7 +12,6 @@
 #include "KorunProtocol.h"
 #include "MessageParser.h"
 
-#include <poll.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -38,20 +37,16 @@ public:
     // One command of up to korun::kMaxAttrs attribute slots.
     [[nodiscard]] int sendCommand(unsigned short type, unsigned char cmd, const nl_attr_data* attrs,
                                   int attrsNum, unsigned short flags);
-    static int pollSock(pollfd* fds, unsigned int count, int timeout);
     [[nodiscard]] int checkAck();
-    int tryKeepAlive();
 
     // Detector choice and settings.
     int setDetectionType(int type);
-    int createCatoner();
     int setDetectionAlgo(int type);
     int setAlgoSwitchThreshold(int value);
     int setAlgoThreshold(float value);
     int setAwemeCatonPara(int m1s, int mR1s, int m2s, int mR2s, int m3s, int mR3s, int m6s, int mR6s,
                           int userType);
     int setAwemeCatonPara(const AwemeCatonPara& para);
-    int translateDetectionType() const;
 
     // Collection.
     int startCollecting();
@@ -87,6 +82,12 @@ public:
     int32_t interval() const { return mInterval; }
 
 private:
+    // One keep-alive for every fifth report; no acknowledgement is read.
+    int tryKeepAlive();
+    // The detector of mDetectionType, replacing any other.
+    int createCatoner();
+    // The detection class the kernel is told, -1 for none.
+    int translateDetectionType() const;
     int getAndProcessWeChatReport(int* outBytes, int* inBytes, int* result);
     int getAndProcessDouYinReport(int* outBytes, int* inBytes, int* result, bool& reported);
     // One report with a valid header into `buffer`; 0 or -1.
