@@ -14,7 +14,6 @@ namespace {
 constexpr int32_t kStepMs = 1000;
 constexpr int32_t kStepSlack = 5;  // steps allowed past the video length
 constexpr uint32_t kNoIndex = UINT32_MAX;
-constexpr uint32_t kStateNewRequest = 1;
 
 // The threshold field is unused here; it starts with every bit set.
 float allBitsSet() {
@@ -69,7 +68,7 @@ bool AwemeCatonDetection::markStep(uint32_t entry, int step) {
 }
 
 void AwemeCatonDetection::stopVideo(AwemeReportPara* record) {
-    record->detect_state = 0;
+    record->detect_state = KORUN_DETECT_STOPPED;
     record->update_flag = 1;
 }
 
@@ -225,11 +224,11 @@ int AwemeCatonDetection::inputSample(AwemeReportPara* record, int* result, bool&
     }
     record->update_flag = 0;
 
-    if (record->detect_state != 0) {
+    if (record->detect_state != KORUN_DETECT_STOPPED) {
         uint32_t index = record->detect_index;
         const StallInfoEntry& e = record->stall_info[index];
         bool sameRequest = index == mPrevReport.detect_index &&
-                           (mPrevReport.detect_state != 0 || record->detect_state != kStateNewRequest);
+                           (mPrevReport.detect_state != KORUN_DETECT_STOPPED || record->detect_state != KORUN_DETECT_NEW);
         if (sameRequest) {
             if (e.dur >= 1 && e.timescale >= 1) mStepMax = e.dur / e.timescale;
             if (mClock >= kStepMs && mStallReported == 0) {
