@@ -53,15 +53,15 @@ configure_arch() {
       kver=$release-amd64 root=
       qemu=(qemu-system-x86_64 -M pc)
       console=ttyS0 cross=()
-      busybox=/bin/busybox shell=/bin/sh path=/usr/sbin:/usr/bin:/sbin:/bin
+      busybox=/bin/busybox binsh=0
       ;;
     arm64)
       # The host root's programs are x86-64: the guest's shell and tools are
-      # the initramfs's busybox, its applets linked into /run/bin.
+      # the initramfs's busybox (linked into /run/bin, and over /bin/sh).
       kver=$release-arm64 root=$top/build/deps/arm64-kernel
       qemu=(qemu-system-aarch64 -M virt -cpu cortex-a57)
       console=ttyAMA0 cross=(ARCH=arm64 CROSS_COMPILE=aarch64-linux-gnu-)
-      busybox=$root/bin/busybox shell=/run/bin/sh path=/run/bin:/usr/sbin:/usr/bin:/sbin:/bin
+      busybox=$root/bin/busybox binsh=1
       ;;
     *) usage ;;
   esac
@@ -173,7 +173,7 @@ case ${MQQOE_VM_ACCEL:-auto} in
 esac
 qemu+=("${accel[@]}" -m 2048 -nodefaults -no-reboot -display none -monitor none
   -kernel "$kernel" -initrd "$initramfs"
-  -append "console=$console quiet loglevel=3 panic=-1 mqqoe.run=$run mqqoe.stage2=$here/vm/guest.sh mqqoe.shell=$shell mqqoe.path=$path"
+  -append "console=$console quiet loglevel=3 panic=-1 mqqoe.run=$run mqqoe.stage2=$here/vm/guest.sh mqqoe.binsh=$binsh"
   -serial "file:$run/console.log"
   -fsdev "local,id=root,path=/,security_model=none,readonly=on,multidevs=remap"
   -device virtio-9p-pci,fsdev=root,mount_tag=root

@@ -2,10 +2,9 @@
 # Stage two of the test VM, run inside the host's root (read-only over 9p):
 # the file systems a test expects, the modules, the test network, then the
 # command. Its status and the kernel log go back through the run's share.
-# POSIX sh: on arm64 this runs under busybox.
+# Run by busybox's sh, with its applets first on PATH.
 set -u
 run=$1
-shell=$2
 
 mount -t debugfs debugfs /sys/kernel/debug
 mkdir -p /dev/shm /dev/pts
@@ -49,14 +48,15 @@ setup_network() {
 setup_network >>"$run/setup.log" 2>&1 || echo "vm: network set-up failed" >>"$run/setup.log"
 
 # The command's output goes to the host on its own virtio ports, apart from
-# the console.
+# the console. The host's /bin/sh runs it: busybox's would run its own
+# applets before the host's programs of the same name.
 port() {
   for dir in /sys/class/virtio-ports/*; do
     [ "$(cat "$dir/name")" = "$1" ] && echo "/dev/${dir##*/}" && return
   done
   echo /dev/null
 }
-"$shell" "$run/cmd" >"$(port stdout)" 2>"$(port stderr)" </dev/null
+/bin/sh "$run/cmd" >"$(port stdout)" 2>"$(port stderr)" </dev/null
 echo $? >"$run/status"
 dmesg >"$run/dmesg"
 sync
