@@ -13,6 +13,8 @@ extern "C" {
 #include "http_tracker.h"
 }
 
+#include "SearchKeys.h"
+
 namespace {
 
 void check(const kt_report& r) {
@@ -29,24 +31,14 @@ void check(const kt_report& r) {
     }
 }
 
+// The keys the library sends for a short-video type.
 korun_search_keys keys(bool picture) {
-    korun_search_keys k = {};
-    std::strcpy(k.method, "GET");
-    std::strcpy(k.video_key, "video/m/");
-    std::strcpy(k.preloader_type, "Vpwp-Type: preloader");
-    std::strcpy(k.range, "\r\nRange: bytes=");
-    std::strcpy(k.vpwp_key, "Vpwp-Key: ");
-    std::strcpy(k.k, picture ? "_" : "&k=");
-    k.key_end = picture ? '.' : '&';
-    k.cr = '\r';
-    std::strcpy(k.pic_prefix, picture ? "/upic" : "");
-    std::strcpy(k.pic_suffix, picture ? ".mp4" : "");
-    std::strcpy(k.content_range, "\r\nContent-Range: bytes ");
-    std::strcpy(k.content_length, "\r\nContent-Length: ");
-    k.total_sep = '/';
-    k.range_sep = '-';
-    std::strcpy(k.mvhd, "mvhd");
-    return k;
+    mqqoe::KorunSearchKeys library;
+    korun_search_keys record = {};
+    if (mqqoe::searchKeysForType(picture ? 100701 : 100501, &library)) {
+        std::memcpy(&record, &library, sizeof(record));
+    }
+    return record;
 }
 
 }  // namespace

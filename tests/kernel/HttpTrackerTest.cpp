@@ -13,31 +13,18 @@ extern "C" {
 #include "http_tracker.h"
 }
 
+#include "SearchKeys.h"
+
 namespace {
 
 constexpr uint64_t kFlow = 0x1234;
 
-korun_search_keys defaultKeys() {
-    korun_search_keys k = {};
-    auto put = [](char* field, const char* text) { std::strncpy(field, text, KORUN_KEY_LEN); };
-    put(k.method, "GET");
-    put(k.video_key, "video/m/");
-    put(k.proxy_type, "Vpwp-Type: proxy");
-    put(k.preloader_type, "Vpwp-Type: preloader");
-    put(k.range, "\r\nRange: bytes=");
-    put(k.vpwp_key, "Vpwp-Key: ");
-    put(k.rk, "?rk=");
-    put(k.k, "&k=");
-    k.key_end = '&';
-    k.range_dash = '-';
-    k.cr = '\r';
-    put(k.content_range, "\r\nContent-Range: bytes ");
-    put(k.content_length, "\r\nContent-Length: ");
-    k.total_sep = '/';
-    k.cr2 = '\r';
-    k.range_sep = '-';
-    put(k.mvhd, "mvhd");
-    return k;
+// The keys the library sends for a short-video type.
+korun_search_keys keysFor(int type) {
+    mqqoe::KorunSearchKeys keys;
+    korun_search_keys record = {};
+    if (mqqoe::searchKeysForType(type, &keys)) std::memcpy(&record, &keys, sizeof(record));
+    return record;
 }
 
 // A body of `size` bytes with a version-0 'mvhd' box at `at`.
@@ -63,15 +50,9 @@ std::string response206(uint64_t first, uint64_t last, uint64_t total, uint64_t 
 
 class Tracker {
 public:
-    explicit Tracker(bool picture = false) : mTracker(new kt_tracker) {
-        korun_search_keys keys = defaultKeys();
-        if (picture) {
-            std::strncpy(keys.k, "_", KORUN_KEY_LEN);
-            keys.key_end = '.';
-            std::strncpy(keys.pic_prefix, "/upic", KORUN_KEY_LEN);
-            std::strncpy(keys.pic_suffix, ".mp4", KORUN_KEY_LEN);
-        }
-        kt_init(mTracker.get(), &keys, picture);
+    explicit Tracker(int type = 100501) : mTracker(new kt_tracker) {
+        korun_search_keys keys = keysFor(type);
+        kt_init(mTracker.get(), &keys, type == 100701);
     }
     // Sends `bytes` in one direction, cut into segments of the given sizes (the rest in one).
     void send(kt_direction dir, const std::string& bytes, const std::vector<size_t>& cuts = {},
@@ -220,24 +201,24 @@ TEST(HttpTracker, TheEntriesAreARingOfTen) {
 
 TEST(HttpTracker, KeysNameTheVideoAsTheRecordSays) {
     struct Case {
-        bool picture;
+        int type;
         std::string request;
         const char* video;  // nullptr: not followed
     } cases[] = {
-            {false, request("/video/m/abc?rk=1&k=K1&z"), "K1"},
-            {false, request("/video/m/path123?rk=1"), "path123"},
-            {false, request("/video/m/p?rk=1&k=K2&", "Vpwp-Key: HEADERKEY\r\n"), "HEADERKEY"},
-            {false, request("/video/m/p?rk=1&k=K3&", "Vpwp-Type: preloader\r\n"), nullptr},
-            {false, request("/image/x?rk=1&k=K4&"), nullptr},
-            {false, "POST /video/m/p?rk=1&k=K5& HTTP/1.1\r\n\r\n", nullptr},
-            {false, request("/video/m/p?rk=1&k=averyveryveryverylongkeythatgoesonandonandon&"),
+            {100501, request("/video/m/abc?rk=1&k=K1&z"), "K1"},
+            {100501, request("/video/m/path123?rk=1"), "path123"},
+            {100501, request("/video/m/p?rk=1&k=K2&", "Vpwp-Key: HEADERKEY\r\n"), "HEADERKEY"},
+            {100501, request("/video/m/p?rk=1&k=K3&", "Vpwp-Type: preloader\r\n"), nullptr},
+            {100501, request("/image/x?rk=1&k=K4&"), nullptr},
+            {100501, "POST /video/m/p?rk=1&k=K5& HTTP/1.1\r\n\r\n", nullptr},
+            {100501, request("/video/m/p?rk=1&k=averyveryveryverylongkeythatgoesonandonandon&"),
              "averyveryveryverylongkeythatgoesonandon"},
-            {true, request("/upic/2024/x_PIC7.mp4"), "PIC7"},
-            {true, request("/upic/2024/x_PIC7.jpg"), nullptr},
+            {100701, request("/upic/2024/x_PIC7.mp4"), "PIC7"},
+            {100701, request("/upic/2024/x_PIC7.jpg"), nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.request);
-        Tracker t(c.picture);
+        Tracker t(c.type);
         t.send(KT_OUTBOUND, c.request);
         kt_report r = t.report();
         if (c.video == nullptr) {
