@@ -11,7 +11,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 launcher=$1
 shift
 echo "vm-run: $TMPDIR"
-export MQQOE_SIM_KERNEL=vm MQQOE_SIM_REPLAYER="$here/traffic_replay.py"
+export MQQOE_SIM_KERNEL=vm MQQOE_SIM_VM_TOOLS="$here"
 # Both of the simulator's JVMs (its own and the chart painter) need a writable
 # temporary folder; /tmp is the host's, read-only.
 export JAVA_TOOL_OPTIONS="-Djava.io.tmpdir=$TMPDIR"

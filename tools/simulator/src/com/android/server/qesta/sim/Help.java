@@ -63,14 +63,16 @@ final class Help {
                               not replayed (a warning says so)
               --frames FILE   frame-detection results (read by scene 100106 only)
               --kernel K      emulator (default): the kernel emulator plays the
-                              module, fast and without a VM. vm (call scenes):
-                              tools/run-main.sh boots Debian's kernel under qemu
-                              with the reference modules and replays each row as
-                              real UDP datagrams of the app uid over wlan0 (IP
-                              bytes: payload + 28 a datagram); the report puts the
-                              module's count beside the trace's. A missing VM
-                              prerequisite (qemu, the kernel image, busybox) stops
-                              it with one line and exit status 2
+                              module, fast and without a VM. vm: tools/run-main.sh
+                              boots Debian's kernel under qemu with the reference
+                              modules; a call trace's rows become real UDP
+                              datagrams of the app uid over wlan0 (IP bytes:
+                              payload + 28 a datagram), a short-video trace's
+                              videos real MP4s over HTTP paced to its loaded bytes
+                              (total above 0, keys of letters, digits, . _ -); the
+                              report puts the module's figures beside the trace's.
+                              A missing VM prerequisite (qemu, the kernel image,
+                              busybox) stops it with one line and exit status 2
 
             Trace of the call scenes (100105, 100106), one row per interval:
               in_pkts,out_pkts,in_bytes,out_bytes

@@ -115,9 +115,7 @@ public final class HostSimulator {
     /** A stall replay on the kernel emulator, or with --kernel vm on the real kernel of the VM it runs in. */
     private static void stall(Options options, PrintStream out, boolean verbose, Report report) throws Exception {
         if (KernelVm.chosen(options)) {
-            KernelVmStall.Result result = KernelVmStall.run(options, out, verbose, report);
-            ReportSections.stall(report, result.session());
-            KernelVmStall.section(report, result);
+            KernelVmStall.run(options, out, verbose, report).write(report);
             return;
         }
         StallSession session = StallCommand.run(options, out, verbose, report);

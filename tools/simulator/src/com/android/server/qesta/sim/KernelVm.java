@@ -28,10 +28,12 @@ final class KernelVm {
     private static final int INTERVAL = 3;
     private static final int REPORTS = 4;
     private static final int IN_PKTS = 6;
+    private static final int DETECT_INDEX = 11;
     private static final int COLUMNS = 13;
 
     /** The module's last report of one session, as its debugfs file shows it. */
-    record Session(int intervalMs, long reports, long inPkts, long outPkts, long inBytes, long outBytes) {}
+    record Session(int detectClass, int intervalMs, long reports, long inPkts, long outPkts, long inBytes,
+            long outBytes, long detectIndex, long detectState) {}
 
     private KernelVm() {}
 
@@ -76,8 +78,8 @@ final class KernelVm {
         }
     }
 
-    /** The session of {@code uid} and {@code detectClass}, or null when there is none. */
-    static Session session(int uid, int detectClass) {
+    /** The session of {@code uid} (the replay opens one), or null when there is none. */
+    static Session session(int uid) {
         List<String> lines;
         try {
             lines = Files.readAllLines(SESSIONS);
@@ -86,10 +88,11 @@ final class KernelVm {
         }
         for (String line : lines.subList(Math.min(1, lines.size()), lines.size())) {
             String[] f = line.trim().split(" ");
-            if (f.length == COLUMNS && Long.parseLong(f[UID]) == uid && Long.parseLong(f[CLASS]) == detectClass) {
-                return new Session(Integer.parseInt(f[INTERVAL]), Long.parseLong(f[REPORTS]),
+            if (f.length == COLUMNS && Long.parseLong(f[UID]) == uid) {
+                return new Session(Integer.parseInt(f[CLASS]), Integer.parseInt(f[INTERVAL]), Long.parseLong(f[REPORTS]),
                         Long.parseLong(f[IN_PKTS]), Long.parseLong(f[IN_PKTS + 1]), Long.parseLong(f[IN_PKTS + 2]),
-                        Long.parseLong(f[IN_PKTS + 3]));
+                        Long.parseLong(f[IN_PKTS + 3]), Long.parseLong(f[DETECT_INDEX]),
+                        Long.parseLong(f[DETECT_INDEX + 1]));
             }
         }
         return null;

@@ -38,7 +38,7 @@ final class StallReplay {
     private static final int STOP = 25;
     // Short-video detector settings, one per nibble from the lowest: m1s 3,
     // mR1s 4, m2s 2, mR2s 3, m3s, mR3s, m6s, mR6s 1 (the detector's defaults).
-    private static final int SHORT_VIDEO_ALGO = 0x11113243;
+    static final int SHORT_VIDEO_ALGO = 0x11113243;
     private static final long WAIT_MS = 5000;
     // A report that moves no byte total leaves nothing to wait on: it counts as
     // taken in once the library has logged nothing more for this long.
