@@ -12,7 +12,7 @@
 # probe boot completes, TCG otherwise). CMD's stdout and stderr come back as
 # its own; the exit status is CMD's, 124 on time-out, 125 when the VM could
 # not run it, and 1 when CMD passed but the kernel logged a warning, oops or
-# BUG.
+# BUG, or a reference module did not unload after it.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 top=$(cd "$here/../.." && pwd)
@@ -128,6 +128,8 @@ mkdir "$run/tmp"
   kernel_modules_order "$moddir" "${needs[@]}"
   ((${#built[@]} == 0)) || printf '%s\n' "${built[@]}"
 } >"$run/modules"
+# Unloaded after the command in the reverse order.
+for ((i = ${#built[@]} - 1; i >= 0; i--)); do basename "${built[i]}" .ko; done >"$run/unload"
 
 # CMD with this environment (TMPDIR replaced) in this folder.
 {
@@ -209,6 +211,10 @@ splat='WARNING:|Oops|BUG:|KASAN|UBSAN|Call [Tt]race|general protection fault|Una
 log=$run/dmesg
 [[ -f $log ]] || log=$run/console.log
 if [[ -f $run/setup.log ]]; then cat "$run/setup.log" >&2; fi
+if [[ -f $run/unload-failed ]]; then
+  ((status)) || status=1
+  echo "run-vm: still loaded after the command: $(tr '\n' ' ' <"$run/unload-failed")" >&2
+fi
 if grep -Eq "$splat" "$log" 2>/dev/null; then
   ((status)) || status=1
   echo "run-vm: the kernel logged a splat" >&2

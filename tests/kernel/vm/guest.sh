@@ -58,6 +58,19 @@ port() {
 }
 /bin/sh "$run/cmd" >"$(port stdout)" 2>"$(port stderr)" </dev/null
 echo $? >"$run/status"
+
+# The reference modules must then unload, whatever the command left open:
+# what it left running is killed first, and the log below catches a splat on
+# the way out.
+kill -9 -1 2>/dev/null
+while read -r module; do
+  tries=0
+  while [ -d "/sys/module/$module" ] && ! rmmod "$module" 2>/dev/null; do
+    tries=$((tries + 1))
+    [ $tries -lt 20 ] || { echo "$module" >>"$run/unload-failed"; break; }
+    sleep 0.1
+  done
+done <"$run/unload"
 dmesg >"$run/dmesg"
 sync
 # Power off is asynchronous: PID 1 must outlive it, or the kernel panics.
