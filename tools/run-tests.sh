@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the host suites (gtest and JVM), the C++ suites
-# under AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, the
-# C++ suites cross-built for 64-bit Arm and run under qemu-aarch64, and the
-# libFuzzer targets for a bounded time. It takes no arguments but --help;
+# Builds and runs every test: the host suites (gtest and JVM), the kernel
+# tier (the suites run against Debian's kernel and the reference modules in
+# a qemu VM, label kernel), the C++ suites under
+# AddressSanitizer+UndefinedBehaviorSanitizer and ThreadSanitizer, the C++
+# suites cross-built for 64-bit Arm and run under qemu-aarch64 (their kernel
+# tier in an arm64 VM), and the libFuzzer targets for a bounded time. It takes no arguments but --help;
 # exit code 0 when every suite passed.
 set -euo pipefail
 # --help: the comment at the head of this file.
