@@ -110,11 +110,16 @@ if [[ $arch == x86_64 ]]; then
   fi
   [[ ! -f $vmlinux ]] || kernel=$vmlinux
 fi
-flock -u 9
-
 run=$(mktemp -d "$out/runs/run.XXXXXX")
 # MQQOE_VM_KEEP=1 keeps the run's folder (console log, kernel log) to look at.
 [[ ${MQQOE_VM_KEEP:-} == 1 ]] || trap 'rm -rf "$run"' EXIT
+# The run's own copy of the modules: a later build may replace the shared ones
+# while this VM still loads them.
+mkdir "$run/ko"
+((${#built[@]} == 0)) || cp "${built[@]}" "$run/ko/"
+built=("${built[@]/#*\//$run/ko/}")
+flock -u 9
+
 mkdir "$run/tmp"
 {
   needs=("${debian_modules[@]}")
@@ -143,7 +148,7 @@ for ((i = ${#built[@]} - 1; i >= 0; i--)); do basename "${built[i]}" .ko; done >
   printf "export TMPDIR='%s'\n" "$run/tmp"
   loaded=("${built[@]##*/}")
   printf "export MQQOE_VM_MODULES='%s'\n" "${loaded[*]%.ko}"
-  ((${#built[@]} == 0)) || printf "export MQQOE_KMOD_DIR='%s'\n" "${built[0]%/*}"
+  printf "export MQQOE_KMOD_DIR='%s'\n" "$run/ko"
   [[ $arch == x86_64 ]] || printf 'export PATH=/run/bin:"$PATH"\n'
   printf "cd '%s' || exit 125\n" "${PWD//\'/\'\\\'\'}"
   printf 'exec'
@@ -192,7 +197,11 @@ mkfifo "$run/stdout" "$run/stderr"
 cat <"$run/stdout" &
 cat <"$run/stderr" >&2 &
 status=0
-timeout --kill-after=5 "$timeout" "${qemu[@]}" </dev/null || status=$?
+timeout --kill-after=5 "$timeout" "${qemu[@]}" </dev/null &
+vm=$!
+# Stopped from outside (ctest's own time-out, ^C): the VM goes too.
+trap 'kill "$vm" 2>/dev/null; exit 143' TERM INT
+wait "$vm" || status=$?
 # A reader still waiting for qemu to open its FIFO gets an empty stream.
 for fifo in "$run/stdout" "$run/stderr"; do exec 8<>"$fifo" 8>&-; done
 wait
