@@ -4,13 +4,15 @@
 #   tools/setup-deps.sh main       the host build and the simulator (tools/run-main.sh)
 #   tools/setup-deps.sh host       every host test too (ctest --preset host, tools/mutants.sh)
 #   tools/setup-deps.sh coverage   the host tests and gcovr (tools/coverage.sh)
-#   tools/setup-deps.sh kernel-x86_64  the kernel tier's VM (tests/kernel/run-vm.sh)
-#   tools/setup-deps.sh kernel-arm64   its arm64 VM and the arm64 preset
+#   tools/setup-deps.sh kernel     the kernel tier's VM (tests/kernel/run-vm.sh)
+#   tools/setup-deps.sh kernel-arm64  its arm64 VM and the arm64 preset
 #   tools/setup-deps.sh            everything the test command uses (tools/run-tests.sh)
 set -euo pipefail
 # --help: the comment at the head of this file.
 if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
 job=${1:-tests}
+# Its first name, which other scripts still give.
+[[ $job != kernel-x86_64 ]] || job=kernel
 top=$(cd "$(dirname "$0")/.." && pwd)
 
 as_root=()
@@ -49,7 +51,7 @@ install_missing \
 install_missing \
   linux-image-amd64 linux-headers-amd64 qemu-system-x86 busybox-static cpio kmod xz-utils \
   iproute2 iputils-ping iperf3
-[[ $job == kernel-x86_64 ]] && exit 0
+[[ $job == kernel ]] && exit 0
 
 # The report test opens the simulator's page in headless Chromium.
 [[ $job == kernel-arm64 ]] || install_missing chromium

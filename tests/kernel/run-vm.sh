@@ -73,7 +73,9 @@ configure_arch
 # The set-up job only when something is missing: it costs most of a second.
 if [[ -z $release || ! -f $kernel || ! -f $busybox || ! -d $kdir ]] ||
   ! command -v "${qemu[0]}" cpio xz nsenter ip >/dev/null; then
-  "$top/tools/setup-deps.sh" "kernel-$arch" >&2
+  job=kernel
+  [[ $arch == x86_64 ]] || job=kernel-$arch
+  "$top/tools/setup-deps.sh" "$job" >&2
   configure_arch
 fi
 out=${MQQOE_KERNEL_BUILD:-$top/build/kernel}/$arch
