@@ -11,7 +11,7 @@ set -euo pipefail
 # --help: the comment at the head of this file.
 if [[ " $* " == *" --help "* || " $* " == *" -h "* ]]; then sed -n '2,/^set -/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0; fi
 job=${1:-tests}
-# Its first name, which other scripts still give.
+# kernel-x86_64: the kernel job's first name, which other scripts still give.
 [[ $job != kernel-x86_64 ]] || job=kernel
 top=$(cd "$(dirname "$0")/.." && pwd)
 
