@@ -14,6 +14,6 @@ ping -6 -c 1 -W 5 fd77::2 >/dev/null || fail "peer fd77::2 does not answer"
 nsenter --net=/run/netns/peer ping -c 1 -W 5 10.77.0.1 >/dev/null || fail "wlan0 unreachable from the peer"
 
 grep -q ' /sys/kernel/debug debugfs ' /proc/mounts || fail "no debugfs"
-echo scratch >"$TMPDIR/probe" && [ "$(cat "$TMPDIR/probe")" = scratch ] || fail "TMPDIR not writable"
+{ echo scratch >"$TMPDIR/probe" && [ "$(cat "$TMPDIR/probe")" = scratch ]; } || fail "TMPDIR not writable"
 touch /probe 2>/dev/null && fail "the host root is writable"
 echo "guest-check: ok (${MQQOE_VM_MODULES:-no reference modules})"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by run-vm.sh: the VM's initramfs, busybox and the modules that
 # reach the host root, built once per content.
 

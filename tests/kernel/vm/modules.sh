@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by run-vm.sh: the reference modules' out-of-tree build and the load
 # order of every module the VM needs.
 
