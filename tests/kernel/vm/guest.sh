@@ -5,6 +5,8 @@
 # Run by busybox's sh, with its applets first on PATH.
 set -u
 run=$1
+# Linked here, where busybox is at its final path: one process, not hundreds.
+/run/bin/busybox --install -s /run/bin
 
 mount -t debugfs debugfs /sys/kernel/debug
 mkdir -p /dev/shm /dev/pts
