@@ -80,6 +80,9 @@ if [[ -z $release || ! -f $kernel || ! -f $busybox || ! -d $kdir ]] ||
 fi
 out=${MQQOE_KERNEL_BUILD:-$top/build/kernel}/$arch
 mkdir -p "$out/runs"
+# Folders of runs killed before their clean-up, and archives of old inits.
+find "$out/runs" "$out" -maxdepth 1 -mindepth 1 \( -name 'run.*' -o -name 'initramfs-*.cpio' \) \
+  -mmin +1440 -exec rm -rf {} + 2>/dev/null || true
 
 # Both steps write shared files under $out: one run at a time.
 exec 9>"$out/lock"

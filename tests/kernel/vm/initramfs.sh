@@ -23,5 +23,6 @@ initramfs_build() {
     mv "$tree.cpio" "$archive"
     rm -rf "$tree"
   fi
+  touch "$archive" # in use: run-vm.sh prunes the archives unused for a day
   echo "$archive"
 }
