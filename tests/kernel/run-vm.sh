@@ -215,6 +215,9 @@ if ((status == 124 || status == 137)); then
   status=124
 elif [[ -f $run/status ]]; then
   status=$(<"$run/status")
+elif grep -q '^vm: ' "$run/setup.log" 2>/dev/null; then
+  echo "run-vm: the VM's set-up failed; the command did not run" >&2
+  status=125
 else
   echo "run-vm: the VM stopped before the command ended (qemu status $status)" >&2
   status=125

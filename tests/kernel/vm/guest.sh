@@ -13,9 +13,13 @@ mkdir -p /dev/shm /dev/pts
 mount -t tmpfs tmpfs /dev/shm
 mount -t devpts devpts /dev/pts
 
+# A failed step is logged for the host, and the command is not run.
+ready=1
+setup_failed() { echo "vm: $*" >>"$run/setup.log"; ready=0; }
+
 # The host resolved the order (dependencies first); built-ins are not listed.
 while read -r module; do
-  insmod "$module" || echo "vm: insmod $module failed" >>"$run/setup.log"
+  insmod "$module" >>"$run/setup.log" 2>&1 || setup_failed "insmod $module failed"
 done <"$run/modules"
 
 # wlan0 in this namespace, its veth peer eth0 in namespace "peer" (bound at
@@ -47,7 +51,7 @@ setup_network() {
     in_peer sh -c 'ip link set lo up && echo 0 >/proc/sys/net/ipv6/conf/eth0/accept_dad &&
       ip addr add 10.77.0.2/24 dev eth0 && ip addr add fd77::2/64 dev eth0 && ip link set eth0 up'
 }
-setup_network >>"$run/setup.log" 2>&1 || echo "vm: network set-up failed" >>"$run/setup.log"
+setup_network >>"$run/setup.log" 2>&1 || setup_failed "network set-up failed"
 
 # The command's output goes to the host on its own virtio ports, apart from
 # the console. The host's /bin/sh runs it: busybox's would run its own
@@ -58,8 +62,10 @@ port() {
   done
   echo /dev/null
 }
-/bin/sh "$run/cmd" >"$(port stdout)" 2>"$(port stderr)" </dev/null
-echo $? >"$run/status"
+if [ $ready = 1 ]; then
+  /bin/sh "$run/cmd" >"$(port stdout)" 2>"$(port stderr)" </dev/null
+  echo $? >"$run/status"
+fi
 
 # The reference modules must then unload, whatever the command left open:
 # what it left running is killed first, and the log below catches a splat on
