@@ -34,6 +34,7 @@ run_preset asan --label-exclude jvm
 # Threads: the session, the emulator and the stall engine.
 run_preset tsan --label-regex 'session|stall'
 run_preset arm64
-run_preset fuzz
+# Each fuzzer is single-threaded: two at a time on two cores.
+run_preset fuzz -j "$jobs"
 
 exit $status
