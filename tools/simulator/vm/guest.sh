@@ -13,8 +13,9 @@ shift
 echo "vm-run: $TMPDIR"
 export MQQOE_SIM_KERNEL=vm MQQOE_SIM_VM_TOOLS="$here"
 # Both of the simulator's JVMs (its own and the chart painter) need a writable
-# temporary folder; /tmp is the host's, read-only.
-export JAVA_TOOL_OPTIONS="-Djava.io.tmpdir=$TMPDIR"
+# temporary folder; /tmp is the host's, read-only. The quick compiler only:
+# under emulation the optimising one takes the CPU the replay's helpers need.
+export JAVA_TOOL_OPTIONS="-Djava.io.tmpdir=$TMPDIR -XX:TieredStopAtLevel=1"
 # Standard output through a pipe: the simulator reopens it by its /proc path,
 # and the VM's output port opens only once.
 status=$TMPDIR/simulator-status

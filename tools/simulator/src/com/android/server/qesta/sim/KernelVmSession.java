@@ -25,7 +25,9 @@ final class KernelVmSession {
     private static final int REPORT_WAIT_INTERVALS = 20;
     static final long WAIT_MS = 10_000;
     private static final long POLL_NS = 1_000_000;
-    private static final long QUIET_MS = 20;
+    // Under qemu's emulation the library's worker may take tens of ms to log a report after the module sent it.
+    // A fifth of a compressed interval, so that a callback that follows the report's last line still counts.
+    private static final int QUIET_PART = 5;
 
     private final ZvQestaJniAdapter mAdapter = new ZvQestaJniAdapter();
     private final List<StallSession.Callback> mCallbacks = new ArrayList<>();
@@ -41,6 +43,13 @@ final class KernelVmSession {
         mVerbose = verbose;
         mScene = scene;
         mFrames = frames;
+    }
+
+    /** How the module's time ran, for the report. */
+    static String pace(int scene) {
+        int divisor = divisor(scene);
+        return divisor == 1 ? "Report intervals ran in real time." : "Report intervals after the first ran "
+                + divisor + " times faster than real time (the module's time_divisor); the trace's clock is shown.";
     }
 
     static int divisor(int scene) {
@@ -69,7 +78,13 @@ final class KernelVmSession {
         int started = mAdapter.nativeSendQoeStallDetectCmd(START, StallReplay.UID, mScene, algo, 0);
         mOut.println(" nativeSendQoeStallDetectCmd(" + START + ", " + StallReplay.UID + ", " + mScene + ", " + algo
                 + ", 0) = " + started);
-        mStart = started == 0 ? KernelVm.session(StallReplay.UID) : null;
+        // The library's worker sends START after the call returns: the session shows up a little later.
+        long deadline = System.currentTimeMillis() + WAIT_MS;
+        mStart = null;
+        while (started == 0 && (mStart = KernelVm.session(StallReplay.UID)) == null
+                && System.currentTimeMillis() < deadline) {
+            LockSupport.parkNanos(POLL_NS);
+        }
         if (mStart == null) {
             throw new IllegalStateException("the library did not start a stall session in the module for scene "
                     + mScene);
@@ -81,7 +96,16 @@ final class KernelVmSession {
             throw new IllegalStateException("the module reports every " + mStart.intervalMs() + " ms in scene "
                     + mScene + ", not the " + reportMs + " ms its detector uses");
         }
-        awaitQuiet();  // the session's start-up lines, before any report
+        // No wait for the start-up lines here: the first row must go out at once. They join the first report's.
+    }
+
+    /**
+     * Compresses the module's time from the next report on. The first
+     * interval runs in real time: the first row, which meets the coldest code
+     * (a JVM still interpreting, helpers' first sends), must fit in it.
+     */
+    void compress() {
+        KernelVm.setDivisor(Integer.toString(divisor(mScene)));
     }
 
     /** The frame-detection results due before the next report, each delivered once the listener has it. */
@@ -139,7 +163,8 @@ final class KernelVmSession {
         long deadline = System.currentTimeMillis() + WAIT_MS;
         long quietSince = System.currentTimeMillis();
         int seen = LibraryLog.pending();
-        while (System.currentTimeMillis() - quietSince < QUIET_MS && System.currentTimeMillis() < deadline) {
+        long quietMs = compressedMs(mScene) / QUIET_PART;
+        while (System.currentTimeMillis() - quietSince < quietMs && System.currentTimeMillis() < deadline) {
             Thread.sleep(2);
             int now = LibraryLog.pending();
             if (now != seen) {

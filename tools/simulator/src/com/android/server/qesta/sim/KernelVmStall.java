@@ -39,7 +39,7 @@ final class KernelVmStall {
     }
 
     /** The session and the interval-by-interval comparison. */
-    record Result(StallSession session, String kernel, int divisor, long intervals, long matching, long exact,
+    record Result(StallSession session, String kernel, long intervals, long matching, long exact,
             List<Interval> shown, Path csv) implements Outcome {
         @Override
         public void write(Report report) {
@@ -83,7 +83,7 @@ final class KernelVmStall {
             check(tracePath, traceMs, framesPath);
         }
         String saved = KernelVm.divisor();
-        KernelVm.setDivisor(Integer.toString(KernelVmSession.divisor(scene)));
+        KernelVm.setDivisor("1");  // KernelVmSession.compress() from the first row on
         try {
             boolean frames = framesPath != null || scene == StallReplay.VIDEO_CALL;
             return video ? KernelVmVideo.replay(out, verbose, scene, tracePath, report)
@@ -138,6 +138,9 @@ final class KernelVmStall {
                     mSession.deliver(due);
                     KernelVmTraffic.Sent out = traffic.out(row.outPkts(), row.outBytes());
                     KernelVmTraffic.Sent in = traffic.in(row.inPkts(), row.inBytes());
+                    if (index == 1) {
+                        mSession.compress();
+                    }
                     boolean late = mSession.sent(index);
                     KernelVm.Session measured = mSession.awaitReport(index);
                     Interval interval = new Interval(time, row, in, out, measured, late);
@@ -165,7 +168,7 @@ final class KernelVmStall {
             } finally {
                 mSession.stop(session);
             }
-            return new Result(session, kernel, KernelVmSession.divisor(mScene), session.passes(), matching, exact,
+            return new Result(session, kernel, session.passes(), matching, exact,
                     shown, csv);
         } catch (IOException e) {
             throw SimulatorError.io(csv, e);
@@ -202,8 +205,7 @@ final class KernelVmStall {
     /** The page's section: which kernel, and per interval the trace beside what the module measured. */
     static void section(Report report, Result result) {
         report.subheading("The real kernel's count beside the trace");
-        report.paragraph(result.kernel() + " Report intervals ran " + result.divisor() + " times faster than real "
-                + "time (the module's time_divisor); the trace's clock is shown.");
+        report.paragraph(result.kernel() + " " + KernelVmSession.pace(result.session().scene));
         report.paragraph("Per interval the trace's packets went out as UDP datagrams right after the module's previous "
                 + "report: outbound from a socket of uid " + StallReplay.UID + " on wlan0, inbound from its far end "
                 + "to that socket. The module counts IP-level bytes, so each datagram carries the trace's bytes per "
