@@ -4,8 +4,7 @@
 # as real traffic must come back from zvkorun interval by interval as what
 # the trace asked for, within the IP-header arithmetic (28 bytes a datagram
 # at least), its silence must reach Java as no-traffic stalls, and the report
-# must name the kernel that counted; a short-video trace as real HTTP must
-# stall where its video loads slower than it plays.
+# must name the kernel that counted.
 set -u
 top=$(cd "$(dirname "$0")/../../.." && pwd)
 launcher=$1
@@ -64,27 +63,9 @@ grep -q "Kernel: Linux $(uname -r) (#.*Debian.*) under qemu" "$report/index.html
 grep -q "12 of 12 intervals: the module reported exactly" "$report/index.html" ||
   fail "the report's summary does not count 12 matching intervals"
 
-# The shipped short-video trace as real HTTP: a video loading slower than it
-# plays stalls, one loading faster does not, and every report that carries the
-# entry under detection shows the bytes released for it and the trace's size,
-# timescale and duration, unless the replay marked its row late (not all
-# read when the report went: a new TCP flow under emulated qemu on a busy
-# host can move under 200 kB/s; the first rows of a video are the slow ones).
-scene=100901
-"$top/tools/simulator/vm/guest.sh" "$launcher" stall --kernel vm --scene $scene \
-  --trace "$top/tools/simulator/examples/short-video.csv" || fail "the short-video replay exited with status $?"
-awk -F, '
-  FNR == 1 || $12 == "" { next }
-  $17 == "yes" { late++; next }
-  { entries++; if ($16 != "yes") { printf "FAIL: %s ms: released %s of %s (%s/%s), the module had %s of %s (%s/%s)\n",
-      $1, $7, $4, $6, $5, $12, $13, $15, $14; bad++ } }
-  END { if (entries < 6 || late > 4) { printf "FAIL: %d reports in time with an entry, %d late\n", entries, late; bad++ }
-    exit bad > 0 }' \
-  "$report/kernel-videos.csv" >&2 || { failures=$((failures + 1)); cat "$report/kernel-videos.csv" >&2; }
-# Callbacks of the detector's rule (flag false): v-slow's stall, nothing once v-fast plays (from 9 s on).
-stalls=$(awk -F, -v s="0/$scene/0/false" 'index($NF, s) { print $1 }' "$report/stall.csv")
-[ -n "$stalls" ] || fail "no short-video stall reported for v-slow"
-for t in $stalls; do [ "$t" -le 8000 ] || fail "a stall reported at $t ms, while v-fast plays"; done
+# A short-video trace's replay as real HTTP is left to kernel.jvm's short
+# videos (the same module path, three scenes) and the replay helpers' fast
+# tests: the kernel label must fit in three minutes.
 
-[ "$failures" -eq 0 ] && echo "stall --kernel vm: the call trace as asked, its silence and v-slow's stall reported"
+[ "$failures" -eq 0 ] && echo "stall --kernel vm: the call trace as asked and its silence reported"
 [ "$failures" -eq 0 ]
