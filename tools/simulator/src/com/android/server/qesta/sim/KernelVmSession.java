@@ -160,19 +160,7 @@ final class KernelVmSession {
 
     /** A report that moves no total is taken in once the library has logged nothing for a while. */
     List<String> awaitQuiet() throws InterruptedException {
-        long deadline = System.currentTimeMillis() + WAIT_MS;
-        long quietSince = System.currentTimeMillis();
-        int seen = LibraryLog.pending();
-        long quietMs = compressedMs(mScene) / QUIET_PART;
-        while (System.currentTimeMillis() - quietSince < quietMs && System.currentTimeMillis() < deadline) {
-            Thread.sleep(2);
-            int now = LibraryLog.pending();
-            if (now != seen) {
-                seen = now;
-                quietSince = System.currentTimeMillis();
-            }
-        }
-        return LibraryLog.take();
+        return LibraryLog.takeWhenQuiet(compressedMs(mScene) / QUIET_PART, WAIT_MS);
     }
 
     List<StallSession.Callback> takeCallbacks() {

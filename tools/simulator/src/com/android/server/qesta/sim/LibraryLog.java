@@ -40,6 +40,26 @@ final class LibraryLog {
     }
 
     /**
+     * {@link #take} once the library has written nothing for {@code quietMs}
+     * (or {@code waitMs} have passed): how a report that moves no total is
+     * known to be taken in.
+     */
+    static List<String> takeWhenQuiet(long quietMs, long waitMs) throws InterruptedException {
+        long deadline = System.currentTimeMillis() + waitMs;
+        long quietSince = System.currentTimeMillis();
+        int seen = pending();
+        while (System.currentTimeMillis() - quietSince < quietMs && System.currentTimeMillis() < deadline) {
+            Thread.sleep(2);
+            int now = pending();
+            if (now != seen) {
+                seen = now;
+                quietSince = System.currentTimeMillis();
+            }
+        }
+        return take();
+    }
+
+    /**
      * The lines written since the last call, as "priority/tag: message". Call
      * it only while the library is not logging: a line written between the
      * read and the clear would be lost.

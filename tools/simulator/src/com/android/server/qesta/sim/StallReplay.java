@@ -256,17 +256,6 @@ final class StallReplay {
     }
 
     private List<String> waitForQuiet() throws InterruptedException {
-        long deadline = System.currentTimeMillis() + WAIT_MS;
-        long quietSince = System.currentTimeMillis();
-        int seen = LibraryLog.pending();
-        while (System.currentTimeMillis() - quietSince < QUIET_MS && System.currentTimeMillis() < deadline) {
-            Thread.sleep(2);
-            int now = LibraryLog.pending();
-            if (now != seen) {
-                seen = now;
-                quietSince = System.currentTimeMillis();
-            }
-        }
-        return LibraryLog.take();
+        return LibraryLog.takeWhenQuiet(QUIET_MS, WAIT_MS);
     }
 }
