@@ -5,19 +5,22 @@
   short_video.py play HOST:PORT SCENE VIDEOS [SPEED]
                                       watches VIDEOS videos like the app does
 
-Every video is a small MP4 made here: ftyp, a moov holding the movie header
-(mvhd: timescale and duration, which the stall module reads), then media
-bytes at a fixed bit rate. The player asks for each video with a ranged GET
+Every video is a small MP4 (video_replay.mp4 of the simulator's replay):
+ftyp, a moov holding the movie header (mvhd: timescale and duration, which
+the stall module reads), then media bytes at a fixed bit rate. The player asks for each video with a ranged GET
 in the URL form of the scene's search keys, reads while the video plays
 (SECONDS_PER_VIDEO of playback, divided by SPEED when the module's time is
 compressed), then swipes to the next one, as a short-video app does.
 """
 import http.client
 import http.server
+import os
 import re
-import struct
 import sys
 import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../tools/simulator/vm"))
+import video_replay  # noqa: E402  the MP4 writer
 
 TIMESCALE = 1000
 SECONDS_PER_VIDEO = 6
@@ -25,19 +28,10 @@ BIT_RATE = 500_000  # bits per second of playback
 VIDEOS_SERVED = 10
 
 
-def box(kind, payload):
-    return struct.pack(">I4s", 8 + len(payload), kind) + payload
-
-
 def mp4(index):
-    """An MP4 of SECONDS_PER_VIDEO at BIT_RATE; the media bytes never spell a box name."""
-    mvhd = struct.pack(">B3xIIII", 0, 0, 0, TIMESCALE, SECONDS_PER_VIDEO * TIMESCALE)
-    mvhd += struct.pack(">IH10x36x24xI", 0x00010000, 0x0100, 2)
-    head = box(b"ftyp", b"isom" + struct.pack(">I", 0x200) + b"isomiso2mp41")
-    head += box(b"moov", box(b"mvhd", mvhd))
-    size = SECONDS_PER_VIDEO * BIT_RATE // 8
-    media = (bytes((index + i) % 7 for i in range(7)) * (size // 7 + 1))[:size]
-    return head + box(b"mdat", media)
+    """An MP4 of SECONDS_PER_VIDEO at BIT_RATE, made as the simulator's replay makes its videos."""
+    del index  # every video alike: the URL names it
+    return video_replay.mp4(SECONDS_PER_VIDEO * BIT_RATE // 8, TIMESCALE, SECONDS_PER_VIDEO * TIMESCALE)
 
 
 # The URL of a video in the form each scene's search keys look for.

@@ -51,8 +51,10 @@ def mp4(total, timescale, duration):
     mvhd += struct.pack(">IH10x", 0x00010000, 0x0100) + matrix + bytes(24) + struct.pack(">I", 2)
     head = box(b"ftyp", b"isom" + struct.pack(">I", 0x200) + b"isomiso2mp41") + box(b"moov", box(b"mvhd", mvhd))
     size = max(total - len(head), 8)
-    # Media bytes that never spell a box name.
-    return (head + struct.pack(">I4s", size, b"mdat") + bytes(i % 7 for i in range(size - 8)))[:max(total, 0)]
+    # Media bytes that never spell a box name; made by repetition, which stays
+    # quick in an emulated guest where a byte-by-byte loop does not.
+    media = (bytes(range(7)) * ((size - 8) // 7 + 1))[:size - 8]
+    return (head + struct.pack(">I4s", size, b"mdat") + media)[:max(total, 0)]
 
 
 class Service:
