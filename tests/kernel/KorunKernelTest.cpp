@@ -45,7 +45,6 @@ constexpr uint32_t kIntervalMs = 1000;
 // Reports every 100 ms: the suite runs in seconds under TCG.
 constexpr char kTimeDivisor[] = "10";
 constexpr char kDivisorFile[] = "/sys/module/zvkorun/parameters/time_divisor";
-constexpr char kSessionsFile[] = "/sys/kernel/debug/zvkorun/sessions";
 constexpr char kAwemeFile[] = "/sys/kernel/debug/zvkorun/aweme";
 constexpr char kStatsFile[] = "/proc/net/xt_qtaguid/stats";
 // Bounds on waits, in many intervals: a report that takes longer is missing.
@@ -60,33 +59,11 @@ constexpr uint16_t kTcpPort = 7002;
 constexpr uint64_t tcpHeaderFloor(int family) { return family == AF_INET6 ? 72 : 52; }
 constexpr uint64_t tcpHeaderCeiling(int family) { return family == AF_INET6 ? 100 : 80; }
 
-bool writeFile(const char* path, const std::string& text) {
-    std::ofstream file(path);
-    file << text;
-    file.close();
-    return !file.fail();
-}
-
-// The fields of each session line of the debugfs state (header skipped).
-std::vector<std::vector<uint64_t>> sessionLines() {
-    std::ifstream file(kSessionsFile);
-    std::vector<std::vector<uint64_t>> lines;
-    std::string line;
-    std::getline(file, line);
-    while (std::getline(file, line)) {
-        std::istringstream fields(line);
-        std::vector<uint64_t> values;
-        for (uint64_t value; fields >> value;) values.push_back(value);
-        lines.push_back(values);
-    }
-    return lines;
-}
-
 enum SessionColumn { kPort = 0, kDetectState = 12 };
 
 int sessionsOfPort(uint32_t port) {
     int count = 0;
-    for (const auto& fields : sessionLines()) count += !fields.empty() && fields[kPort] == port;
+    for (const auto& fields : ktest::stallSessionLines()) count += !fields.empty() && fields[kPort] == port;
     return count;
 }
 
@@ -208,7 +185,7 @@ uint32_t freshPort() {
 
 class KorunKernelTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { ASSERT_TRUE(writeFile(kDivisorFile, kTimeDivisor)); }
+    static void SetUpTestSuite() { ASSERT_TRUE(ktest::writeControl(kDivisorFile, kTimeDivisor)); }
     void TearDown() override {
         EXPECT_TRUE(ktest::waitUntil([] { return ktest::openStallSessions() == 0; }, 5s)) << "a session was left";
     }
@@ -454,7 +431,7 @@ TEST_F(KorunKernelTest, updateStopsTheEntryUnderDetection) {
     KorunSocket socket(freshPort());
     ASSERT_TRUE(socket.ok());
     ASSERT_EQ(socket.start(kUid, KORUN_CLASS_SHORT_VIDEO), 0);
-    ASSERT_TRUE(writeFile(kAwemeFile, "record " + std::to_string(kUid) + " 3 3 4 " +
+    ASSERT_TRUE(ktest::writeControl(kAwemeFile, "record " + std::to_string(kUid) + " 3 3 4 " +
                                               std::to_string(KORUN_DETECT_NEW) + "\n"));
     // Fields of a short-video report: uid, detect index, cur index, valid num, state.
     std::vector<uint32_t> states;
@@ -467,7 +444,7 @@ TEST_F(KorunKernelTest, updateStopsTheEntryUnderDetection) {
     EXPECT_EQ(states, (std::vector<uint32_t>{KORUN_DETECT_NEW, KORUN_DETECT_ONGOING}));
     const Attr entry3 = u32(KORUN_ATTR_DETECT_INDEX, 3), stopped = u32(KORUN_ATTR_DETECT_STATE, KORUN_DETECT_STOPPED);
     EXPECT_EQ(socket.request(KORUN_CMD_UPDATE, named(KORUN_CLASS_SHORT_VIDEO, {entry3, stopped})), 0);
-    const auto lines = sessionLines();
+    const auto lines = ktest::stallSessionLines();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0][kDetectState], static_cast<uint64_t>(KORUN_DETECT_STOPPED));
     EXPECT_EQ(socket.stop(kUid), 0);
@@ -478,8 +455,8 @@ TEST_F(KorunKernelTest, aShortVideoRecordWrittenToDebugfsReachesTheLibrarysDetec
     ASSERT_TRUE(library.ok());
     const std::string uid = std::to_string(kUid);
     // Entry 2: a request that never got an answer, a stall after three steps.
-    ASSERT_TRUE(writeFile(kAwemeFile, "entry " + uid + " 2 0 0 0 0 1 10 v0200fg10000\n"));
-    ASSERT_TRUE(writeFile(kAwemeFile, "record " + uid + " 2 2 3 " + std::to_string(KORUN_DETECT_NEW) + "\n"));
+    ASSERT_TRUE(ktest::writeControl(kAwemeFile, "entry " + uid + " 2 0 0 0 0 1 10 v0200fg10000\n"));
+    ASSERT_TRUE(ktest::writeControl(kAwemeFile, "record " + uid + " 2 2 3 " + std::to_string(KORUN_DETECT_NEW) + "\n"));
     bool sawRequest = false;
     int stall = 0;
     for (int pass = 0; pass < 20 && stall == 0; ++pass) {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "TrafficPeer.h"
@@ -21,15 +22,30 @@ std::string env(const char* name) {
 
 }  // namespace
 
-int openStallSessions() {
+std::vector<std::vector<uint64_t>> stallSessionLines() {
     std::ifstream file(kSessionsFile);
-    if (!file) return -1;
-    int sessions = 0;
-    for (std::string line; std::getline(file, line);) {
-        // One line per session, each starting with its port id.
-        if (!line.empty() && line[0] >= '0' && line[0] <= '9') ++sessions;
+    std::vector<std::vector<uint64_t>> lines;
+    std::string line;
+    std::getline(file, line);
+    while (std::getline(file, line)) {
+        std::istringstream fields(line);
+        std::vector<uint64_t> values;
+        for (uint64_t value; fields >> value;) values.push_back(value);
+        lines.push_back(values);
     }
-    return sessions;
+    return lines;
+}
+
+int openStallSessions() {
+    if (!std::ifstream(kSessionsFile)) return -1;
+    return static_cast<int>(stallSessionLines().size());
+}
+
+bool writeControl(const char* path, const std::string& text) {
+    std::ofstream file(path);
+    file << text;
+    file.close();
+    return !file.fail();
 }
 
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
@@ -41,12 +57,7 @@ bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds time
     return true;
 }
 
-bool floodReports(int reports) {
-    std::ofstream file(kFloodFile);
-    file << reports << '\n';
-    file.close();
-    return !file.fail();
-}
+bool floodReports(int reports) { return writeControl(kFloodFile, std::to_string(reports) + "\n"); }
 
 bool stallModuleLoaded() { return shell(std::string("grep -q '^") + kStallModule + " ' /proc/modules") == 0; }
 
