@@ -19,8 +19,11 @@ import re
 import sys
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../tools/simulator/vm"))
-import video_replay  # noqa: E402  the MP4 writer
+# The MP4 writer: beside this file when the tests copied both where the app
+# uid may read them, else in the simulator's helpers.
+here = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [here, os.path.join(here, "../../../tools/simulator/vm")]
+import video_replay  # noqa: E402
 
 TIMESCALE = 1000
 SECONDS_PER_VIDEO = 6

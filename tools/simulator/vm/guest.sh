@@ -11,7 +11,14 @@ here=$(cd "$(dirname "$0")" && pwd)
 launcher=$1
 shift
 echo "vm-run: $TMPDIR"
-export MQQOE_SIM_KERNEL=vm MQQOE_SIM_VM_TOOLS="$here"
+# The helpers run partly as the app uid, which may not read a checkout
+# under a private folder (a home, mktemp -d): they run from a copy it can.
+tools=/run/mqqoe-sim-vm
+mkdir -p "$tools"
+cp "$here"/*.py "$tools"/
+chmod 755 "$tools"
+chmod 644 "$tools"/*.py
+export MQQOE_SIM_KERNEL=vm MQQOE_SIM_VM_TOOLS="$tools"
 # Both of the simulator's JVMs (its own and the chart painter) need a writable
 # temporary folder; /tmp is the host's, read-only. The quick compiler only:
 # under emulation the optimising one takes the CPU the replay's helpers need.

@@ -8,6 +8,8 @@ import java.net.InetSocketAddress;
 import java.net.Socket;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.TimeUnit;
@@ -39,7 +41,11 @@ class KernelShortVideoTest {
     // Report intervals run this many times faster than real time; the player keeps pace.
     private static final String SPEED = "4";
     private static final Path DIVISOR = Path.of("/sys/module/zvkorun/parameters/time_divisor");
-    private static final String SCRIPT = System.getProperty("mqqoe.video");
+    private static final Path SOURCE = Path.of(System.getProperty("mqqoe.video"));
+    // The player runs as the app uid, which may not read a checkout under a
+    // private folder: both scripts are copied where it can.
+    private static final Path COPIES = Path.of("/run/kernel-short-video");
+    private static final String SCRIPT = COPIES.resolve("short_video.py").toString();
 
     private record Callback(int value, int scene, int kind, boolean flag) {}
 
@@ -56,6 +62,13 @@ class KernelShortVideoTest {
 
     @BeforeAll
     static void pace() throws Exception {
+        Files.createDirectories(COPIES);
+        Files.setPosixFilePermissions(COPIES, PosixFilePermissions.fromString("rwxr-xr-x"));
+        Path writer = SOURCE.getParent().resolve("../../../tools/simulator/vm/video_replay.py").normalize();
+        for (Path script : List.of(SOURCE, writer)) {
+            Path copy = Files.copy(script, COPIES.resolve(script.getFileName()), StandardCopyOption.REPLACE_EXISTING);
+            Files.setPosixFilePermissions(copy, PosixFilePermissions.fromString("rw-r--r--"));
+        }
         savedDivisor = Files.readString(DIVISOR).trim();
         Files.writeString(DIVISOR, SPEED);
     }
